@@ -1,0 +1,32 @@
+// Uniform reals on [a, b): the generator's own map of words to the interval, and the only door
+// through which other kernels reach the generators.
+#include "distributions/clamp-inl.h"
+#include "distributions/draw.h"
+#include "distributions/kernels.h"
+
+namespace korvan::KORVAN_COPY {
+namespace {
+
+template <class Real>
+std::int32_t uniform(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
+                     Real b) {
+    const GeneratorRow* row = findGenerator(stream->generatorId);
+    if (!row) return RNG_BAD_GENERATOR;
+    const std::int32_t status = fillReals(*row, stream, n, r, a, b);
+    if (status >= 0 && (method & METHOD_ACCURATE_FLAG)) clamp(r, static_cast<std::size_t>(n), a, b);
+    return status;
+}
+
+}  // namespace
+
+std::int32_t vdRngUniform(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                          double a, double b) {
+    return uniform(method, stream, n, r, a, b);
+}
+
+std::int32_t vsRngUniform(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                          float a, float b) {
+    return uniform(method, stream, n, r, a, b);
+}
+
+}  // namespace korvan::KORVAN_COPY

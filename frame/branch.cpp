@@ -1,0 +1,49 @@
+#include "frame/branch.h"
+
+#include "frame/branch_choice.h"
+#include "frame/platform/platform.h"
+#include "frame/processor.h"
+#include "frame/reproducibility.h"
+#include "frame/settings.h"
+
+namespace korvan {
+namespace {
+
+constinit Processor processor{systemPlatform()};
+constinit Reproducibility reproducibility{systemPlatform(), processor};
+constinit BranchChoice choice{systemPlatform(), processor, reproducibility};
+
+}  // namespace
+
+std::int32_t branchNumber() {
+    return choice.branchNumber();
+}
+std::int32_t level() {
+    return choice.level();
+}
+bool hasHardwareRandom() {
+    return processor.hasHardwareRandom();
+}
+bool hasAesGenerator() {
+    return processor.hasAesGenerator();
+}
+bool isTunedVendor() {
+    return processor.isTunedVendor();
+}
+
+bool processorHasFeature(const char* lowerCaseName) {
+    return processor.hasFeature(lowerCaseName);
+}
+
+bool processorHasFeatures(const char* commaSeparatedNames) {
+    return processor.hasFeatures(commaSeparatedNames);
+}
+
+std::int32_t getReproducibility(std::int32_t what) {
+    return reproducibility.get(what);
+}
+std::int32_t getProcessorReproducibility() {
+    return reproducibility.ceiling();
+}
+
+}  // namespace korvan

@@ -1,0 +1,33 @@
+// Which compiled copies this process runs, and what its processor can do.
+//
+// Asked by code that is compiled without processor flags; the answers take both the processor and
+// the operating system into account.
+#pragma once
+
+#include <cstdint>
+
+namespace korvan {
+
+// The branch number, 0 to 11, never 10: computed at the first call and then kept.
+std::int32_t branchNumber();
+
+// The instruction-set class behind the detected branch: 2 SSE3, 4 SSSE3, 5 SSE4.2, 6 AVX, 7 AVX2,
+// 9 AVX-512. A forced branch number leaves it alone.
+std::int32_t level();
+
+// Has the rdrand instruction, whatever the settings say.
+bool hasHardwareRandom();
+
+// Has SSE2 and the AES instructions, whatever the settings say.
+bool hasAesGenerator();
+
+// Made by one of the makers whose processors the kernels are measured and tuned on.
+bool isTunedVendor();
+
+// Has a feature, by its lower-case name in features.def or by "bmi2"; false for any other name.
+bool processorHasFeature(const char* lowerCaseName);
+
+// Has all features of a comma-separated list, such as "avx2,fma,bmi". An empty list asks nothing.
+bool processorHasFeatures(const char* commaSeparatedNames);
+
+}  // namespace korvan

@@ -1,0 +1,141 @@
+#include "frame/branch_choice.h"
+
+#include <iterator>
+
+#include "frame/environment.h"
+#include "frame/messages.h"
+#include "frame/reporter.h"
+#include "frame/scrambled_name.h"
+#include "frame/service_lock.h"
+
+namespace korvan {
+namespace {
+
+constexpr std::int32_t noLevel = -4;
+
+constexpr std::int32_t modeRefused = 1222;
+constexpr std::int32_t minimumNotMet = 1223;
+constexpr std::int32_t minimumIsSse3 = 1450;
+
+// The class that a reproducibility mode asks for.
+std::int32_t requestedLevel(std::int32_t mode) {
+    switch (mode) {
+        case 3:
+            return 1;
+        case 4:
+        case 5:
+            return 2;
+        case 6:
+        case 7:
+            return 4;
+        case 8:
+            return 5;
+        case 9:
+            return 6;
+        case 10:
+            return 7;
+        case 12:
+            return 9;
+        case 14:
+            return 11;
+        default:
+            return noLevel;
+    }
+}
+
+// Folds the refinements of a class into it; noLevel stands for what isn't a class.
+std::int32_t foldedLevel(std::int32_t level) {
+    constexpr std::int32_t folded[] = {0, 1, 2, 3, 4, 5, 6, 7, 7, 9, 7, 9, 9, 9, 9, 7};
+    if (level < 0 || level >= static_cast<std::int32_t>(std::size(folded))) return noLevel;
+    return folded[level];
+}
+
+// Branch 1 has no class of its own, nor has branch 6.
+std::int32_t branchOfLevel(std::int32_t level) {
+    return level + (level > 0) + (level > 4);
+}
+
+}  // namespace
+
+std::int32_t BranchChoice::branchNumber() {
+    std::int32_t branch = branch_.load(std::memory_order_acquire);
+    if (branch != -1) return branch;
+    branch = overriddenBranch();
+    if (branch == -1) {
+        if (!computeLevel()) return 0;
+        branch = computedBranch_.load(std::memory_order_acquire);
+    }
+    branch_.store(branch, std::memory_order_release);
+    return branch;
+}
+
+std::int32_t BranchChoice::level() {
+    const std::int32_t level = level_.load(std::memory_order_acquire);
+    if (level != -1) return level;
+    return computeLevel() ? level_.load(std::memory_order_acquire) : 0;
+}
+
+// The branch number that the environment forces, -1 for none.
+std::int32_t BranchChoice::overriddenBranch() const {
+    static constexpr auto first = scrambledPiece("QVX_OVER", 0);
+    static constexpr auto second = scrambledPiece("RIDE_BRA", 8);
+    static constexpr auto third = scrambledPiece("NCH_ID", 16);
+    char name[23] = {};
+    unscramble(first, 0, name);
+    unscramble(second, 8, name);
+    unscramble(third, 16, name);
+
+    char value[32];
+    const std::int32_t length = readEnv(platform_, name, value, sizeof value);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    if (length <= 0 || !isDigit(value[0])) return -1;
+    if (length == 2 && !isDigit(value[1])) return -1;
+    const std::int32_t branch = digitsValue(value, length == 2 ? 2 : 1);
+    return branch <= 11 && branch != 10 ? branch : -1;
+}
+
+// Computes what isn't known yet; false on a processor below the minimum.
+bool BranchChoice::computeLevel() {
+    bool errorFlag = false;
+    {
+        const ServiceGuard guard(lock_);
+        if (level_.load(std::memory_order_relaxed) != -1) return true;
+        const std::int32_t level = levelForMode(reproducibility_.get(1), &errorFlag);
+        if (!errorFlag) {
+            computedBranch_.store(branchOfLevel(level), std::memory_order_release);
+            // Compatible code is told from the SSE3 class by its branch number alone.
+            level_.store(level == 1 ? 2 : level, std::memory_order_release);
+        }
+    }
+    if (errorFlag) fatalExit(1);
+    return !errorFlag;
+}
+
+std::int32_t BranchChoice::levelForMode(std::int32_t mode, bool* errorFlag) {
+    if (mode == reproducibilityNotSet || mode == reproducibilityAuto) {
+        return detectLevel(errorFlag);
+    }
+    const std::int32_t limit = processor_.instructionLimit();
+    const std::int32_t level = foldedLevel(requestedLevel(mode));
+    if (level < 0) {
+        printMessage(0, modeRefused, 0);
+        return detectLevel(errorFlag);
+    }
+    // The limit's code and the class are numbers of different scales; that they are compared, and
+    // the code is taken for a class, is how the limit acts on a pinned mode.
+    if (limit >= 0 && level > limit && !processor_.supportsLevel(limit)) {
+        return detectLevel(errorFlag);
+    }
+    return level;
+}
+
+std::int32_t BranchChoice::detectLevel(bool* errorFlag) {
+    const std::int32_t level = processor_.detectedLevel();
+    if (level >= 0) return foldedLevel(level);
+    printMessage(0, minimumNotMet, 0);
+    printMessage(0, minimumIsSse3, 0);
+    *errorFlag = true;
+    return -1;
+}
+
+}  // namespace korvan

@@ -1,0 +1,67 @@
+// The only door to the operating system, the processor's identification and the environment.
+//
+// Everything above asks through a Platform record, so a test can describe a processor, an
+// environment or a failure that the machine at hand doesn't have.
+#pragma once
+
+#include <cstdint>
+
+namespace korvan {
+
+struct CpuidRegisters {
+    std::uint32_t eax, ebx, ecx, edx;
+};
+
+// The processors that this process may run on.
+struct Topology {
+    std::int32_t packages;
+    std::int32_t physicalCores;
+    std::int32_t logicalCpus;
+};
+
+struct Platform {
+    // The value of an environment variable, null if it isn't set.
+    const char* (*environmentVariable)(const char* name);
+
+    // Only the variables that readEnv() lists are read while this holds. It never does on a real
+    // system: no caller asks for it yet.
+    bool restrictedEnvironment;
+
+    CpuidRegisters (*cpuid)(std::uint32_t leaf, std::uint32_t subleaf);
+
+    // Only to be called where CPUID tells that the system has enabled the instruction (OSXSAVE).
+    std::uint64_t (*xgetbv)(std::uint32_t index);
+
+    // Counts the processors; false leaves `*topology` as it was.
+    bool (*readTopology)(Topology* topology);
+
+    // The number of the user's language and country, 1033 for American English.
+    std::uint32_t (*threadLocale)();
+
+    // Looks for a message in the text file `path`. The text and a closing "\r\n" go to `buffer`,
+    // null-terminated; the result is its length. 0: no such message, or no room for it. -1: no such
+    // file. The text comes from outside: nothing but its length and termination is sure.
+    std::int32_t (*readMessage)(const char* path, std::uint32_t number, char* buffer,
+                                std::int32_t size);
+
+    void (*yieldThread)();
+    void (*terminateProcess)(std::int32_t code);
+
+    // The OpenMP runtime's answers for the calling thread.
+    bool (*insideParallelRegion)();
+    std::int32_t (*parallelThreads)();
+
+    // Shared libraries, by the names that the memory service knows them by; null for failure.
+    void* (*openLibrary)(const char* name);
+    void* (*librarySymbol)(void* library, const char* name);
+    void (*closeLibrary)(void* library);
+};
+
+extern const Platform systemPlatformRecord;
+
+// A constant expression, so that process-wide objects built on it need no constructor at load.
+[[gnu::always_inline]] constexpr inline const Platform& systemPlatform() {
+    return systemPlatformRecord;
+}
+
+}  // namespace korvan

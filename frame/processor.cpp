@@ -1,0 +1,173 @@
+#include "frame/processor.h"
+
+#include <cstring>
+
+#include "frame/environment.h"
+
+namespace korvan {
+namespace {
+
+constexpr const char* tunedVendors[] = {"GenuineIntel", "AuthenticAMD"};
+
+struct LimitRow {
+    const char* word;
+    std::int32_t code;
+    std::int32_t level;  // that the processor must support for the limit to act
+    AllowFlags allow;
+};
+
+// Flags in the order sse42, avx, avx2, avx2E1, avx512, avx512E1, E2, E3, E4.
+constexpr LimitRow limits[] = {
+    {"AVX512_E4", 9, 14, {true, true, true, false, true, true, true, true, true}},
+    {"AVX512_E3", 8, 13, {true, true, true, false, true, true, false, true, false}},
+    {"AVX512_E2", 7, 12, {true, true, true, false, true, true, true, false, false}},
+    {"AVX512_E1", 6, 11, {true, true, true, false, true, true, false, false, false}},
+    {"AVX512", 4, 9, {true, true, true, false, true, false, false, false, false}},
+    {"AVX2_E1", 10, 15, {true, true, true, true, false, false, false, false, false}},
+    {"AVX2", 2, 7, {true, true, true, false, false, false, false, false, false}},
+    {"AVX", 1, 6, {true, true, false, false, false, false, false, false, false}},
+    {"SSE4_2", 0, 5, {true, false, false, false, false, false, false, false, false}},
+};
+
+constexpr std::size_t longestLimitWord = 29;
+
+}  // namespace
+
+bool isTunedVendor(const Platform& platform) {
+    const CpuidRegisters leaf = platform.cpuid(0, 0);
+    char vendor[13] = {};
+    std::memcpy(vendor, &leaf.ebx, 4);
+    std::memcpy(vendor + 4, &leaf.edx, 4);
+    std::memcpy(vendor + 8, &leaf.ecx, 4);
+    for (const char* tuned : tunedVendors) {
+        if (std::strcmp(vendor, tuned) == 0) return true;
+    }
+    return false;
+}
+
+void Processor::probe() {
+    probed_.run([this] {
+        const CpuidLeaves leaves(platform_);
+        tunedVendor_ = korvan::isTunedVendor(platform_);
+        bmi2_ = leaves.bit(CpuidLeaf::basic7, CpuidRegister::ebx, 8);
+        avx512Fp16_ = leaves.bit(CpuidLeaf::basic7, CpuidRegister::edx, 23);
+        avx512Bf16_ = leaves.bit(CpuidLeaf::basic7sub1, CpuidRegister::eax, 5);
+        avxVnni_ = leaves.bit(CpuidLeaf::basic7sub1, CpuidRegister::eax, 4);
+        features_.probe(platform_, leaves);
+    });
+}
+
+bool Processor::isTunedVendor() {
+    probe();
+    return tunedVendor_;
+}
+
+bool Processor::has(Feature feature) {
+    probe();
+    return features_.has(feature);
+}
+
+bool Processor::hasNamed(const char* name, std::size_t length) {
+    probe();
+    // The feature words have no bit for BMI2, but a copy's flags need it.
+    if (length == 4 && std::memcmp(name, "bmi2", 4) == 0) return bmi2_;
+    const FeatureRow* row = findFeature(name, length);
+    return row != nullptr && features_.has(row->feature);
+}
+
+bool Processor::hasFeature(const char* lowerCaseName) {
+    return lowerCaseName != nullptr && hasNamed(lowerCaseName, std::strlen(lowerCaseName));
+}
+
+bool Processor::hasFeatures(const char* commaSeparatedNames) {
+    if (commaSeparatedNames == nullptr) return true;
+    return forEachName(commaSeparatedNames, [this](const char* name, std::size_t length) {
+        return hasNamed(name, length);
+    });
+}
+
+bool Processor::hasHardwareRandom() const {
+    return CpuidLeaves(platform_).bit(CpuidLeaf::basic1, CpuidRegister::ecx, 30);
+}
+
+bool Processor::hasAesGenerator() const {
+    const CpuidLeaves leaves(platform_);
+    return leaves.bit(CpuidLeaf::basic1, CpuidRegister::edx, 26) &&
+           leaves.bit(CpuidLeaf::basic1, CpuidRegister::ecx, 25);
+}
+
+bool Processor::supportsLevel(std::int32_t level) {
+    probe();
+    switch (level) {
+        case 5:
+            return has(Feature::sse42);
+        case 6:
+            return has(Feature::avx);
+        case 7:
+            return has(Feature::avx2) && has(Feature::fma) && has(Feature::bmi) &&
+                   has(Feature::lzcnt) && has(Feature::pclmulqdq);
+        case 9:
+            return has(Feature::avx512f) && has(Feature::avx512dq) && has(Feature::avx512bw) &&
+                   has(Feature::avx512vl);
+        case 11:
+            return has(Feature::avx512vnni);
+        case 12:
+            return has(Feature::avx512f) && has(Feature::vaes) && has(Feature::vpclmulqdq);
+        // Asked of CPUID itself, not of the feature words.
+        case 13:
+            return avx512Bf16_;
+        case 14:
+            return avx512Fp16_;
+        case 15:
+            return avxVnni_;
+        default:
+            return true;
+    }
+}
+
+void Processor::readLimit() {
+    limitRead_.run([this] {
+        char word[longestLimitWord + 1];
+        if (readEnv(platform_, "QVX_ENABLE_INSTRUCTIONS", word, sizeof word) <= 0) return;
+        for (const LimitRow& row : limits) {
+            if (std::strcmp(word, row.word) != 0) continue;
+            limit_ = row.code;
+            if (isTunedVendor() && supportsLevel(row.level)) allow_ = row.allow;
+            return;
+        }
+    });
+}
+
+std::int32_t Processor::instructionLimit() {
+    readLimit();
+    return limit_;
+}
+
+std::int32_t Processor::detectedLevel() {
+    readLimit();
+    if (!isTunedVendor()) return sseLevel(true);
+    if (allow_.avx && supportsLevel(6)) return avxLevel();
+    return sseLevel(allow_.sse42);
+}
+
+std::int32_t Processor::avxLevel() {
+    if (!supportsLevel(7)) return 6;
+    if (allow_.avx512 && supportsLevel(9)) {
+        if (allow_.avx512E4 && supportsLevel(14)) return 14;
+        if (allow_.avx512E3 && supportsLevel(13)) return 13;
+        if (allow_.avx512E2 && supportsLevel(12)) return 12;
+        if (allow_.avx512E1 && supportsLevel(11)) return 11;
+        return 9;
+    }
+    if (allow_.avx2E1 && supportsLevel(15)) return 15;
+    return allow_.avx2 ? 7 : 6;
+}
+
+std::int32_t Processor::sseLevel(bool allowSse42) {
+    if (allowSse42 && has(Feature::sse42)) return 5;
+    if (has(Feature::ssse3)) return 4;
+    if (has(Feature::sse3)) return 2;
+    return -1;
+}
+
+}  // namespace korvan

@@ -1,0 +1,65 @@
+// The processor as the library may use it: its features, less what the settings take away.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/features.h"
+#include "frame/one_time.h"
+#include "frame/platform/platform.h"
+
+namespace korvan {
+
+// Classes that detection may choose. The refinements of a class are named after its setting.
+struct AllowFlags {
+    bool sse42, avx, avx2, avx2E1, avx512, avx512E1, avx512E2, avx512E3, avx512E4;
+};
+
+class Processor {
+  public:
+    constexpr explicit Processor(const Platform& platform) : platform_(platform) {}
+
+    bool isTunedVendor();
+    bool has(Feature feature);
+
+    // See processorHasFeature() and processorHasFeatures() in frame/branch.h.
+    bool hasFeature(const char* lowerCaseName);
+    bool hasFeatures(const char* commaSeparatedNames);
+
+    bool hasHardwareRandom() const;
+    bool hasAesGenerator() const;
+
+    // The code of QVX_ENABLE_INSTRUCTIONS, -1 for none.
+    std::int32_t instructionLimit();
+
+    // Has what the instruction-set class `level` is named for: true for the classes below 5, for 8
+    // and for 10, which are named for nothing.
+    bool supportsLevel(std::int32_t level);
+
+    // The highest class that the processor has and the limit allows, refinements told apart: 2, 4,
+    // 5, 6, 7, 9, 11 to 15; -1 for a processor below SSE3.
+    std::int32_t detectedLevel();
+
+  private:
+    void probe();
+    bool hasNamed(const char* name, std::size_t length);
+    void readLimit();
+    std::int32_t avxLevel();
+    std::int32_t sseLevel(bool allowSse42);
+
+    const Platform& platform_;
+    OneTime probed_;
+    FeatureWords features_;
+    bool tunedVendor_ = false;
+    bool bmi2_ = false;
+    bool avx512Fp16_ = false;
+    bool avx512Bf16_ = false;
+    bool avxVnni_ = false;
+    OneTime limitRead_;
+    std::int32_t limit_ = -1;
+    AllowFlags allow_ = {true, true, true, true, true, true, true, true, true};
+};
+
+// Whether CPUID names one of the makers whose processors the kernels are tuned for.
+bool isTunedVendor(const Platform& platform);
+
+}  // namespace korvan

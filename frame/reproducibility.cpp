@@ -1,0 +1,115 @@
+#include "frame/reproducibility.h"
+
+#include <cstring>
+
+#include "frame/environment.h"
+
+namespace korvan {
+namespace {
+
+constexpr std::int32_t allowedBits = 0x1FFFF;
+
+constexpr struct {
+    const char* name;
+    std::int32_t mode;
+} modes[] = {
+    {"AUTO", reproducibilityAuto},
+    {"COMPATIBLE", reproducibilityCompatible},
+    {"SSE2", 4},
+    {"SSE3", 4},
+    {"SSSE3", 6},
+    {"SSE4_1", 7},
+    {"SSE4_2", 8},
+    {"AVX", 9},
+    {"AVX2", 10},
+    {"AVX512_MIC", 10},
+    {"AVX512", 12},
+    {"AVX512_MIC_E1", 10},
+    {"AVX512_E1", 14},
+};
+
+std::int32_t modeNamed(const char* name) {
+    for (const auto& row : modes) {
+        if (std::strcmp(name, row.name) == 0) return row.mode;
+    }
+    return reproducibilityAuto;
+}
+
+std::size_t lengthWithoutBlanks(const char* text, std::size_t length) {
+    while (length > 0 && isBlank(text[length - 1])) --length;
+    return length;
+}
+
+// Cuts a closing ",STRICT" off; blanks may stand before and behind the word.
+bool cutStrict(char* value) {
+    constexpr std::size_t wordLength = 6;
+    std::size_t length = lengthWithoutBlanks(value, std::strlen(value));
+    if (length < wordLength) return false;
+    length -= wordLength;
+    if (std::memcmp(value + length, "STRICT", wordLength) != 0) return false;
+    length = lengthWithoutBlanks(value, length);
+    if (length == 0 || value[length - 1] != ',') return false;
+    value[length - 1] = '\0';
+    return true;
+}
+
+}  // namespace
+
+std::int32_t Reproducibility::get(std::int32_t what) {
+    read_.run([this] { word_ = readWord(); });
+    if (what == 1) return word_ & reproducibilityModeMask;
+    return what == -1 ? word_ : -2;
+}
+
+std::int32_t Reproducibility::readWord() {
+    char value[128];
+    if (readEnv(platform_, "QVX_CBWR", value, sizeof value) <= 0) return reproducibilityNotSet;
+    const std::int32_t flag = cutStrict(value) ? reproducibilityStrict : 0;
+    constexpr const char* prefix = "BRANCH=";
+    const std::size_t prefixLength = std::strlen(prefix);
+    const char* name =
+        std::strncmp(value, prefix, prefixLength) == 0 ? value + prefixLength : value;
+    const std::int32_t word = modeNamed(name) | flag;
+    return grants(word) ? word : reproducibilityAuto;
+}
+
+bool Reproducibility::grants(std::int32_t word) {
+    if (processor_.isTunedVendor()) return ceilingGrants(word, ceiling());
+    const std::int32_t mode = word & reproducibilityModeMask;
+    return (word & ~allowedBits) == 0 &&
+           (mode == reproducibilityAuto || mode == reproducibilityCompatible);
+}
+
+std::int32_t Reproducibility::ceiling() {
+    switch (processor_.detectedLevel()) {
+        case 4:
+            return processor_.has(Feature::sse41) ? 7 : 6;
+        case 5:
+            return 8;
+        case 6:
+            return 9;
+        case 7:
+        case 15:
+            return 10;
+        case 9:
+            return 12;
+        case 11:
+        case 12:
+        case 13:
+        case 14:
+            return 14;
+        default:
+            return 4;
+    }
+}
+
+bool ceilingGrants(std::int32_t word, std::int32_t ceiling) {
+    if ((word & ~allowedBits) != 0) return false;
+    const std::int32_t mode = word & reproducibilityModeMask;
+    if (mode > ceiling && mode < 15) return false;
+    // 11 and 13 name classes that these processors don't have.
+    if (mode == 11 && (ceiling == 12 || ceiling == 14)) return false;
+    return !(mode == 13 && ceiling == 14);
+}
+
+}  // namespace korvan

@@ -1,0 +1,37 @@
+// The routines of the built-in generators, declared from the one list of them.
+//
+// <name>Init and <name>IsState are compiled once; the three fills once per copy.
+#pragma once
+
+#include <type_traits>
+
+#include "streams/generator_table.h"
+
+namespace korvan {
+
+using InitRoutine = std::remove_pointer_t<decltype(GeneratorProperties::initStream)>;
+using FillSingleRoutine = std::remove_pointer_t<decltype(GeneratorProperties::fillSingle)>;
+using FillDoubleRoutine = std::remove_pointer_t<decltype(GeneratorProperties::fillDouble)>;
+using FillBitsRoutine = std::remove_pointer_t<decltype(GeneratorProperties::fillBits)>;
+using IsStateRoutine = std::remove_pointer_t<decltype(GeneratorRow::isState)>;
+
+#define KORVAN_PLANNED_GENERATOR(...)
+#define KORVAN_GENERATOR(name, ...) \
+    InitRoutine name##Init;         \
+    IsStateRoutine name##IsState;
+#include "generators/generators.def"
+#undef KORVAN_GENERATOR
+
+#ifdef KORVAN_COPY
+namespace KORVAN_COPY {
+#    define KORVAN_GENERATOR(name, ...)     \
+        FillSingleRoutine name##FillSingle; \
+        FillDoubleRoutine name##FillDouble; \
+        FillBitsRoutine name##FillBits;
+#    include "generators/generators.def"
+#    undef KORVAN_GENERATOR
+}  // namespace KORVAN_COPY
+#endif
+#undef KORVAN_PLANNED_GENERATOR
+
+}  // namespace korvan

@@ -1,0 +1,211 @@
+// Fills of Philox4x32-10: blocks of consecutive counters side by side.
+//
+// Reals come from the words read as signed integers: word 0 gives the middle of the interval,
+// 0x80000000 its lower end a, 0x7FFFFFFF the value just below b.  Singles are computed in single,
+// so words near the upper end round to b.
+#include "generators/philox4x32x10.h"
+
+#include "generators/generators.h"
+#include "generators/word_output-inl.h"
+
+namespace korvan::KORVAN_COPY {
+namespace {
+
+struct Counter {
+    std::uint64_t low, high;
+
+    HWY_INLINE Counter plus(std::uint64_t blocks) const {
+        const std::uint64_t sum = low + blocks;
+        return {sum, high + (sum < low ? 1 : 0)};
+    }
+};
+
+HWY_INLINE std::uint64_t joined(const std::uint32_t* words) {
+    return words[0] | static_cast<std::uint64_t>(words[1]) << 32;
+}
+
+HWY_INLINE void split(Counter counter, std::uint32_t* words) {
+    words[0] = static_cast<std::uint32_t>(counter.low);
+    words[1] = static_cast<std::uint32_t>(counter.low >> 32);
+    words[2] = static_cast<std::uint32_t>(counter.high);
+    words[3] = static_cast<std::uint32_t>(counter.high >> 32);
+}
+
+#if HWY_TARGET == HWY_SCALAR
+
+// Gives elements i .. end - 1, i < end, from the blocks of `counter` on; leaves the last block in
+// `last`, and the counter behind it.
+template <class Sink>
+HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Counter& counter,
+                          const std::uint32_t* key, std::uint32_t* last) {
+    for (; i < end; i += 4) {
+        std::uint32_t input[4];
+        split(counter, input);
+        philoxBlock(input, key, last);
+        putWords(sink, i, last, end - i < 4 ? end - i : 4);
+        counter = counter.plus(1);
+    }
+}
+
+#else
+
+using WideTag = hn::ScalableTag<std::uint64_t>;
+using WideVector = hn::Vec<WideTag>;
+constexpr std::size_t wideLanes = wordLanes / 2;  // counters in a register
+
+// The ten round keys, spread over the 64-bit lanes once per fill.
+struct RoundKeys {
+    std::uint64_t k0[philoxRounds], k1[philoxRounds];
+
+    HWY_INLINE explicit RoundKeys(const std::uint32_t* key) {
+        std::uint32_t word0 = key[0], word1 = key[1];
+        for (int round = 0; round < philoxRounds; ++round) {
+            k0[round] = word0;
+            k1[round] = word1;
+            word0 += philoxWeyl0;
+            word1 += philoxWeyl1;
+        }
+    }
+};
+
+// wideLanes blocks, one in each 64-bit lane.  Only the low halves of c0 .. c3 count: the widening
+// multiplication ignores the high ones, so that a product serves as its own low word.
+struct Blocks {
+    WideVector c0, c1, c2, c3;
+
+    // Lane 2k holds counter + k, lane 2k + 1 counter + wideLanes / 2 + k: then interleaving the
+    // 64-bit halves of the results gives the blocks in order.
+    HWY_INLINE explicit Blocks(Counter counter) {
+        alignas(64) std::uint64_t low[wideLanes], high[wideLanes];
+        for (std::size_t lane = 0; lane < wideLanes; ++lane) {
+            const Counter own = counter.plus(lane / 2 + lane % 2 * (wideLanes / 2));
+            low[lane] = own.low;
+            high[lane] = own.high;
+        }
+        const WideTag tag;
+        set(hn::Load(tag, low), hn::Load(tag, high));
+    }
+    // The same where no low half wraps.
+    HWY_INLINE Blocks(Counter counter, WideVector offsets) {
+        const WideTag tag;
+        set(hn::Add(hn::Set(tag, counter.low), offsets), hn::Set(tag, counter.high));
+    }
+    HWY_INLINE void set(WideVector low, WideVector high) {
+        c0 = low;
+        c1 = hn::ShiftRight<32>(low);
+        c2 = high;
+        c3 = hn::ShiftRight<32>(high);
+    }
+    static HWY_INLINE WideVector laneOffsets() {
+        const WideTag tag;
+        const auto lane = hn::Iota(tag, 0);
+        const auto isOdd = hn::And(lane, hn::Set(tag, 1));
+        return hn::Add(hn::ShiftRight<1>(lane), wideLanes == 2   ? isOdd
+                                                : wideLanes == 4 ? hn::ShiftLeft<1>(isOdd)
+                                                                 : hn::ShiftLeft<2>(isOdd));
+    }
+
+    HWY_INLINE void round(std::uint64_t k0, std::uint64_t k1) {
+        const WideTag tag;
+        const WordTag words;
+        const auto p0 = hn::MulEven(hn::BitCast(words, c0), hn::Set(words, philoxMultiplier0));
+        const auto p1 = hn::MulEven(hn::BitCast(words, c2), hn::Set(words, philoxMultiplier1));
+        c0 = hn::Xor3(hn::ShiftRight<32>(p1), c1, hn::Set(tag, k0));
+        c1 = p1;
+        c2 = hn::Xor3(hn::ShiftRight<32>(p0), c3, hn::Set(tag, k1));
+        c3 = p0;
+    }
+
+    template <class Sink>
+    HWY_INLINE void put(const Sink& sink, std::size_t i) const {
+        const WideTag tag;
+        const WordTag words;
+        const auto pair = [&](WideVector first, WideVector second) {
+            const auto high = hn::BitCast(words, hn::ShiftLeft<32>(second));
+            return hn::BitCast(tag, hn::OddEven(high, hn::BitCast(words, first)));
+        };
+        const auto front = pair(c0, c1), back = pair(c2, c3);
+        sink.put(i, hn::BitCast(words, hn::InterleaveLower(tag, front, back)));
+        sink.put(i + wordLanes, hn::BitCast(words, hn::InterleaveUpper(tag, front, back)));
+    }
+};
+
+HWY_INLINE void tenRounds(Blocks& blocks, const RoundKeys& keys) {
+    for (int round = 0; round < philoxRounds; ++round) {
+        blocks.round(keys.k0[round], keys.k1[round]);
+    }
+}
+
+// Gives elements i .. end - 1, i < end, from the blocks of `counter` on; leaves the last block in
+// `last`, and the counter behind it.
+template <class Sink>
+HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Counter& counter,
+                          const std::uint32_t* key, std::uint32_t* last) {
+    constexpr std::size_t groupBlocks = 2 * wideLanes;  // two registers cover the latency
+    const RoundKeys keys(key);
+    const WideVector offsets = Blocks::laneOffsets();
+    for (; end - i > 4 * groupBlocks && counter.low < ~groupBlocks; i += 4 * groupBlocks) {
+        Blocks first(counter, offsets), second(counter.plus(wideLanes), offsets);
+        for (int round = 0; round < philoxRounds; ++round) {
+            first.round(keys.k0[round], keys.k1[round]);
+            second.round(keys.k0[round], keys.k1[round]);
+        }
+        first.put(sink, i);
+        second.put(sink, i + 4 * wideLanes);
+        counter = counter.plus(groupBlocks);
+    }
+    alignas(64) std::uint32_t words[4 * wideLanes];
+    for (;; i += 4 * wideLanes) {
+        Blocks blocks(counter);
+        tenRounds(blocks, keys);
+        blocks.put(BitsSink{words}, 0);
+        if (end - i <= 4 * wideLanes) break;
+        putWords(sink, i, words, 4 * wideLanes);
+        counter = counter.plus(wideLanes);
+    }
+    putWords(sink, i, words, end - i);
+    const std::size_t given = (end - i + 3) / 4;
+    for (std::size_t k = 0; k < 4; ++k) last[k] = words[4 * (given - 1) + k];
+    counter = counter.plus(given);
+}
+
+#endif
+
+template <class Sink>
+HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& sink) {
+    auto& state = stateOf<PhiloxState>(stream);
+    const auto total = static_cast<std::size_t>(n);
+    const std::size_t waiting = state.leftover;
+    const std::size_t taken = total < waiting ? total : waiting;
+    putFewWords(sink, 0, state.buffer + (4 - waiting), taken);
+    state.leftover = static_cast<std::uint32_t>(waiting - taken);
+    if (taken == total) return RNG_OK;
+
+    Counter counter{joined(state.counter), joined(state.counter + 2)};
+    const std::uint32_t key[2] = {state.key[0], state.key[1]};
+    std::uint32_t last[4] = {};
+    putBlocks(sink, taken, total, counter, key, last);
+    state.leftover = static_cast<std::uint32_t>(taken - total) & 3;
+    split(counter, state.counter);
+    for (std::size_t k = 0; k < 4; ++k) state.buffer[k] = last[k];
+    return RNG_OK;
+}
+
+}  // namespace
+
+std::int32_t philox4x32x10FillSingle(StreamHandle stream, std::int32_t n, float* r, float a,
+                                     float b) {
+    const auto scale = (b - a) * static_cast<float>(wordScale);
+    return fill(stream, n, SingleSink{r, scale, (a + b) * 0.5f});
+}
+
+std::int32_t philox4x32x10FillDouble(StreamHandle stream, std::int32_t n, double* r, double a,
+                                     double b) {
+    return fill(stream, n, DoubleSink<WordSign::isSigned>{r, (b - a) * wordScale, (a + b) * 0.5});
+}
+
+std::int32_t philox4x32x10FillBits(StreamHandle stream, std::int32_t n, std::uint32_t* r) {
+    return fill(stream, n, BitsSink{r});
+}
+
+}  // namespace korvan::KORVAN_COPY

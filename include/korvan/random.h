@@ -1,0 +1,263 @@
+/* Korvan Random 6.2: fast random numbers for numerical work.
+ *
+ * A stream is made from a basic generator and a seed; every generator function fills a whole
+ * array from it, one call per array.  Streams can be copied, split by leapfrogging and skipped
+ * ahead.  The words that a stream gives don't depend on how its fills are split, on the array's
+ * alignment or on the processor.
+ *
+ * Every function can be called from any thread.  Different streams are independent; one stream
+ * must not be used by two threads at once.
+ *
+ * Functions return RNG_OK (0) or a negative status.  A refused argument is also reported on
+ * standard output with the function's name and the argument's position, counted from 1; a
+ * refused call changes neither the stream nor the array.
+ */
+#ifndef KORVAN_RANDOM_H
+#define KORVAN_RANDOM_H
+
+#include <stdint.h>
+
+#define KORVAN_RANDOM_VERSION_MAJOR 6
+#define KORVAN_RANDOM_VERSION_MINOR 2
+
+#define KORVAN_RANDOM_API __attribute__((visibility("default")))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Status codes. */
+enum {
+    RNG_OK = 0,
+    RNG_UNKNOWN_OPERATION = -2,       /* initStream: an operation other than 0 to 3 */
+    RNG_BAD_ARGUMENT = -3,            /* a method, count, pointer or parameter was refused */
+    RNG_NO_MEMORY = -4,               /* an allocation failed, or the generator table is full */
+    RNG_NULL_POINTER = -5,            /* a null stream, record or routine */
+    RNG_BAD_GENERATOR = -1000,        /* no such generator, or one that the call refuses */
+    RNG_NO_LEAPFROG = -1002,          /* the generator has no leapfrog */
+    RNG_NO_SKIP_AHEAD = -1003,        /* the generator has no skip-ahead */
+    RNG_NO_SKIP_AHEAD_EX = -1004,     /* the generator has no skip by a count of many words */
+    RNG_STREAMS_INCOMPATIBLE = -1005, /* vslCopyStreamState: no stream could be in that state */
+    RNG_BAD_STREAM = -1006,           /* not a live stream */
+    RNG_BAD_STATE_SIZE = -1008,       /* registration: stateSize negative */
+    RNG_BAD_WORD_SIZE = -1009,        /* registration: wordBytes other than 4, 8 or 16 */
+    RNG_BAD_SEED_COUNT = -1010,       /* registration: seedWords below 1 */
+    RNG_BAD_BIT_COUNT = -1011,        /* registration: resolutionBits below 1 */
+    RNG_QUASI_PERIOD_ELAPSED = -1012, /* a quasi-random stream would pass its length */
+    RNG_TOO_MANY_STREAMS = -1013,     /* vslLeapfrogStream: a negative count of streams */
+    RNG_NO_BIT_WORDS = -1014,         /* the generator has no full-width words */
+    RNG_FILE_CLOSE_FAILED = -1100,
+    RNG_FILE_OPEN_FAILED = -1101,
+    RNG_FILE_WRITE_FAILED = -1102,
+    RNG_FILE_READ_FAILED = -1103,
+    RNG_BAD_FILE_FORMAT = -1110,
+    RNG_ABSTRACT_BAD_UPDATE = -1120,     /* a callback gave a negative count, or too many numbers */
+    RNG_ABSTRACT_NO_NUMBERS = -1121,     /* a callback gave no numbers */
+    RNG_ABSTRACT_WRONG_TYPE = -1122,     /* a fill of another number type than the stream's */
+    RNG_NO_HARDWARE_SOURCE = -1130,      /* the processor has no random instruction */
+    RNG_HARDWARE_SOURCE_RETRIES = -1131, /* the random instruction kept failing */
+    RNG_NO_AES_SUPPORT = -1140,          /* the processor has no AES instructions */
+    RNG_BAD_WEIGHTS = -1150, /* multinomial probabilities negative, or not summing to 1 */
+    RNG_BAD_MEMORY_FORMAT = -1200
+};
+
+/* A stream: an opaque address.  The caller owns it from vslNewStream to vslDeleteStream. */
+typedef struct StreamRecord* StreamHandle;
+
+/* Names a basic generator: (row + 1) << 20 plus the number of a member of a set, or, below
+ * 0x100000, the older flat numbering (0 to 3 the first four rows, 4 to 276 the Wichmann-Hill
+ * members, 277 Sobol, 278 Niederreiter). */
+typedef int32_t GeneratorId;
+
+/* The basic generators.  A generator that this version doesn't contain is refused by
+ * vslNewStream with RNG_BAD_GENERATOR. */
+enum {
+    GEN_MCG31 = 0x100000,            /* congruential, modulus 2^31 - 1 */
+    GEN_R250 = 0x200000,             /* generalised feedback shift register, lags 250 and 147 */
+    GEN_MRG32K3A = 0x300000,         /* combined multiple recursive */
+    GEN_MCG59 = 0x400000,            /* congruential, modulus 2^59 */
+    GEN_WH = 0x500000,               /* Wichmann-Hill, members 0 to 272 */
+    GEN_SOBOL = 0x600000,            /* quasi-random, Sobol */
+    GEN_NIEDERREITER = 0x700000,     /* quasi-random, Niederreiter in base 2 */
+    GEN_MT19937 = 0x800000,          /* Mersenne Twister, period 2^19937 - 1 */
+    GEN_MT2203 = 0x900000,           /* Mersenne Twisters of period 2^2203 - 1, members 0 to 6023 */
+    GEN_ABSTRACT_INTEGER = 0xA00000, /* the caller's own words */
+    GEN_ABSTRACT_DOUBLE = 0xB00000,  /* the caller's own doubles */
+    GEN_ABSTRACT_SINGLE = 0xC00000,  /* the caller's own singles */
+    GEN_SFMT19937 = 0xD00000,        /* SIMD-oriented Fast Mersenne Twister */
+    GEN_NONDETERMINISTIC = 0xE00000, /* the processor's random instruction */
+    GEN_ARS5 = 0xF00000,             /* counter-based, five AES rounds */
+    GEN_PHILOX4X32X10 = 0x1000000    /* counter-based, ten multiply rounds */
+};
+
+/* Operations of a generator's initStream. */
+enum {
+    OP_SEED = 0,           /* n seed words at params */
+    OP_LEAPFROG = 1,       /* n is the count of streams, params points at the index k */
+    OP_SKIPAHEAD = 2,      /* n is 2, params holds a 64-bit count, low word first */
+    OP_SKIPAHEAD_WORDS = 3 /* params holds n 64-bit words of a long count, low word first */
+};
+
+/* Methods.  METHOD_ACCURATE_FLAG, where a function takes it, adds a final clamp of the variates
+ * to the law's support, which rounding can otherwise leave by a last bit. */
+enum {
+    METHOD_ACCURATE_FLAG = 0x40000000,
+    METHOD_UNIFORM_STANDARD = 0,
+    METHOD_UNIFORM_ACCURATE = METHOD_ACCURATE_FLAG,
+    METHOD_UNIFORM_STD = 0,
+    METHOD_UNIFORMBITS_STD = 0,
+    METHOD_UNIFORMBITS32_STD = 0,
+    METHOD_UNIFORMBITS64_STD = 0
+};
+
+/* Bytes of a stream's record that stand before the generator's own state. */
+enum { STREAM_HEADER_BYTES = 16 };
+
+/* A row of the generator table: what vslRegisterBrng takes and vslGetBrngProperties gives.
+ *
+ * The four routines get a live stream, whose state area begins STREAM_HEADER_BYTES behind the
+ * handle's address and holds stateSize - STREAM_HEADER_BYTES bytes that belong to the generator.
+ * The area isn't cleared before OP_SEED.  A routine returns 0 or a negative status, which the
+ * library hands on; each fill advances the state by exactly n numbers, so that a sequence doesn't
+ * depend on how it is split into fills. */
+typedef struct GeneratorProperties {
+    int32_t stateSize;      /* bytes of a whole stream record, its header included */
+    int32_t seedWords;      /* words of the state proper: vslCopyStreamState copies
+                               seedWords * wordBytes bytes */
+    int32_t includesZero;   /* 1 if the output can be exactly zero */
+    int32_t wordBytes;      /* bytes of a word of fillBits: 4, 8 or 16 */
+    int32_t resolutionBits; /* significant bits of a word */
+    int32_t (*initStream)(int32_t op, StreamHandle stream, int32_t n, const uint32_t* params);
+    int32_t (*fillSingle)(StreamHandle stream, int32_t n, float* r, float a, float b);
+    int32_t (*fillDouble)(StreamHandle stream, int32_t n, double* r, double a, double b);
+    int32_t (*fillBits)(StreamHandle stream, int32_t n, uint32_t* r);
+} GeneratorProperties;
+
+/* ---- Streams ---------------------------------------------------------------------------- */
+
+/* Makes a stream of generator brng from one seed word and stores it at *stream.
+ *
+ * RNG_BAD_GENERATOR (reported, *stream untouched): no such generator, or an abstract one.
+ * RNG_NO_MEMORY: *stream is null.  Another negative status comes from the generator's seeding;
+ * *stream is then set, and is to be deleted.  RNG_NULL_POINTER: stream is null.
+ * Two threads must not use the new stream at once. */
+KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
+
+/* The same with n seed words; how many count, and what n of 0 means, is the generator's. */
+KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng, int32_t n,
+                                         const uint32_t* params);
+
+/* Destroys the stream and sets *stream to null.
+ * RNG_NULL_POINTER or RNG_BAD_STREAM: there is no live stream at *stream. */
+KORVAN_RANDOM_API int32_t vslDeleteStream(StreamHandle* stream);
+
+/* Makes an exact twin of source at *stream: the same generator, position and attachments.
+ * RNG_NO_MEMORY: *stream is null. */
+KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle source);
+
+/* Copies source's state over that of destination, which keeps its generator.
+ *
+ * What is copied is seedWords * wordBytes bytes, as the generator table tells, and never more
+ * than either record holds.  That can be less than the whole state: the multiplier of a
+ * leapfrogged stream, or words that wait in a buffer, may stay behind.  For an exact twin use
+ * vslCopyStream.
+ *
+ * RNG_STREAMS_INCOMPATIBLE: the generators differ, and no stream of destination's generator
+ * could be in the copied state; nothing was changed. */
+KORVAN_RANDOM_API int32_t vslCopyStreamState(StreamHandle destination, StreamHandle source);
+
+/* Turns the stream into number k (from 0) of nstreams interleaved ones: it then gives the words
+ * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.
+ * RNG_TOO_MANY_STREAMS: nstreams negative.  RNG_NO_LEAPFROG: not with this generator. */
+KORVAN_RANDOM_API int32_t vslLeapfrogStream(StreamHandle stream, int32_t k, int32_t nstreams);
+
+/* Moves the stream nskip words ahead, as if they had been drawn and thrown away; nskip is read
+ * as unsigned.  On a leapfrogged stream the words are those of that stream.
+ * RNG_NO_SKIP_AHEAD: not with this generator. */
+KORVAN_RANDOM_API int32_t vslSkipAheadStream(StreamHandle stream, int64_t nskip);
+
+/* The GeneratorId that the stream was made with, or a negative status. */
+KORVAN_RANDOM_API int32_t vslGetStreamStateBrng(StreamHandle stream);
+
+/* ---- Generator table -------------------------------------------------------------------- */
+
+/* The number of rows: 16, and one more for each registration. */
+KORVAN_RANDOM_API int32_t vslGetNumRegBrngs(void);
+
+/* Adds a generator of the caller's and returns its GeneratorId, or a negative status: in this
+ * order RNG_BAD_STATE_SIZE, RNG_BAD_WORD_SIZE, RNG_BAD_SEED_COUNT, RNG_BAD_BIT_COUNT,
+ * RNG_NULL_POINTER for a missing routine, RNG_NO_MEMORY when all 512 rows are taken.
+ * Registrations last for the life of the process. */
+KORVAN_RANDOM_API int32_t vslRegisterBrng(const GeneratorProperties* properties);
+
+/* Copies the generator's row to *properties.  A failure is reported under the name
+ * vslRegisterBrng.  A generator that this version doesn't contain has null routines. */
+KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProperties* properties);
+
+/* ---- The copy in use --------------------------------------------------------------------- */
+
+/* The number, 0 to 11, of the processor branch that this process runs: see docs/copies.md. */
+KORVAN_RANDOM_API int32_t vslGetBranchNumber(void);
+
+/* The name of the compiled copy behind it: base, compat, sse3, ... avx2, avx512. */
+KORVAN_RANDOM_API const char* vslGetCopyName(void);
+
+/* ---- Generators --------------------------------------------------------------------------
+ *
+ * All fill r[0 .. n-1] and test their arguments in this order:
+ *   method negative                RNG_BAD_ARGUMENT, position 1
+ *   stream null or not live        RNG_NULL_POINTER or RNG_BAD_STREAM, position 2
+ *   n negative                     RNG_BAD_ARGUMENT, position 3
+ *   n zero                         returns RNG_OK: nothing else is looked at
+ *   r null                         RNG_BAD_ARGUMENT, position 4
+ *   method above the highest one   RNG_BAD_ARGUMENT, position 1
+ *   the function's own parameters  RNG_BAD_ARGUMENT, their position
+ * A NaN parameter passes and acts as the arithmetic goes.  A status of the basic generator comes
+ * back as it is, without a report.
+ */
+
+/* Uniform reals on [a, b), a < b.
+ *
+ * One word of the stream per element, in order, in every copy.  What ends of the interval can
+ * come out is the generator's own (docs/generators.md); by rounding a + (b - a) u an element can
+ * touch b or, by a last bit, leave [a, b].  METHOD_UNIFORM_ACCURATE clamps every element to the
+ * closed interval.  Copies of processors with fused multiply-add round once where others round
+ * twice, so the last bit can differ between processors.
+ * Position 5: a >= b. */
+KORVAN_RANDOM_API int32_t vdRngUniform(int32_t method, StreamHandle stream, int32_t n, double* r,
+                                       double a, double b);
+KORVAN_RANDOM_API int32_t vsRngUniform(int32_t method, StreamHandle stream, int32_t n, float* r,
+                                       float a, float b);
+
+/* Uniform integers a, a + 1, ..., b - 1, a < b.
+ *
+ * The floor of the double that vdRngUniform gives on [a, b), cut to b - 1; one word per element.
+ * A range of up to 2^32 - 1 values is as fine as the generator's words: those of GEN_MCG31 have
+ * 31 bits.  Position 5: a >= b. */
+KORVAN_RANDOM_API int32_t viRngUniform(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
+                                       int32_t a, int32_t b);
+
+/* The generator's own words, unchanged.
+ *
+ * r holds n words of the generator's wordBytes bytes each (vslGetBrngProperties): 4 for most
+ * generators, 8 for GEN_MCG59, 16 for GEN_WH. */
+KORVAN_RANDOM_API int32_t viRngUniformBits(int32_t method, StreamHandle stream, int32_t n,
+                                           uint32_t* r);
+
+/* Uniform 32-bit words.
+ *
+ * RNG_NO_BIT_WORDS, unreported, r and stream untouched: the generator's words aren't uniform in
+ * all their bits (GEN_MCG31, GEN_R250, GEN_MRG32K3A, GEN_WH, the quasi-random and abstract ones),
+ * or it is a registered one. */
+KORVAN_RANDOM_API int32_t viRngUniformBits32(int32_t method, StreamHandle stream, int32_t n,
+                                             uint32_t* r);
+
+/* Uniform 64-bit words: two 32-bit ones each, the earlier in the low half. */
+KORVAN_RANDOM_API int32_t viRngUniformBits64(int32_t method, StreamHandle stream, int32_t n,
+                                             uint64_t* r);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

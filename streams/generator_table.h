@@ -1,0 +1,41 @@
+// The table of basic generators: sixteen built-in rows, which come from the compiled copy of this
+// process, and the rows that callers register.
+#pragma once
+
+#include "korvan/random.h"
+#include "streams/stream_record.h"
+
+namespace korvan {
+
+// How the 32- and 64-bit word generators take a row's words.
+enum class BitWords : std::int32_t {
+    refused,      // not uniform in all bits
+    passThrough,  // 32-bit words, as they are
+    repacked,     // 64-bit words of 59 bits: the top 32 of them
+};
+
+struct GeneratorRow {
+    GeneratorProperties properties;
+    std::int32_t members;  // of a set of generators; 1 otherwise
+    BitWords bitWords;
+    // True if a stream of this generator can be in the state that the record holds.  It may read
+    // the record's header for the member.  Null: every state is possible.
+    bool (*isState)(const StreamRecord* stream);
+};
+
+inline constexpr std::int32_t builtInGenerators = 16;
+inline constexpr std::int32_t generatorTableRows = 512;
+inline constexpr GeneratorId firstRegisteredId = (builtInGenerators + 1) << 20;
+
+// The row that an id names, or null if there is no such row or member.
+const GeneratorRow* findGenerator(GeneratorId id);
+
+// The member of a set that an id names: 0 for single generators.
+std::int32_t memberOf(GeneratorId id);
+
+std::int32_t generatorCount();
+
+// Adds a row; the new id, or a negative status.
+std::int32_t registerGenerator(const GeneratorProperties* properties);
+
+}  // namespace korvan
