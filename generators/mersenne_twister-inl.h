@@ -7,6 +7,10 @@
 // Reals: (word as an unsigned integer) * (b - a) / 2^32 + a, in double in both precisions.
 #pragma once
 
+#include <immintrin.h>
+
+#include <type_traits>
+
 #include "generators/mersenne_twister.h"
 #include "generators/word_history-inl.h"
 
@@ -34,13 +38,22 @@ HWY_INLINE WordBatch tempered(WordBatch y, const TwisterConstants& constants) {
 // `word` where the batch is odd, 0 elsewhere.
 HWY_INLINE WordBatch whereOdd(WordBatch batch, std::uint32_t word) {
     const WordTag tag;
-    const auto one = hn::Set(tag, 1), value = hn::Set(tag, word);
-#    if HWY_TARGET == HWY_AVX2  // psignd multiplies by the sign of 0 or 1
-    return WordBatch{_mm256_sign_epi32(value.raw, hn::And(batch, one).raw)};
-#    elif HWY_TARGET == HWY_SSSE3 || HWY_TARGET == HWY_SSE4
-    return WordBatch{_mm_sign_epi32(value.raw, hn::And(batch, one).raw)};
+#    if defined(__AVX__)
+    // This permutation looks up the lowest two bits of every word in a table: 0, word, 0, word.
+    const hn::Repartition<std::uint64_t, WordTag> pairs;
+    const auto table = hn::BitCast(tag, hn::ShiftLeft<32>(hn::BitCast(pairs, hn::Set(tag, word))));
+#        if HWY_TARGET <= HWY_AVX3
+    return WordBatch{_mm512_castps_si512(
+        _mm512_maskz_permutevar_ps(0xFFFF, _mm512_castsi512_ps(table.raw), batch.raw))};
+#        elif HWY_TARGET == HWY_AVX2
+    return WordBatch{
+        _mm256_castps_si256(_mm256_permutevar_ps(_mm256_castsi256_ps(table.raw), batch.raw))};
+#        else
+    return WordBatch{_mm_castps_si128(_mm_permutevar_ps(_mm_castsi128_ps(table.raw), batch.raw))};
+#        endif
 #    else
-    return hn::IfThenElseZero(hn::TestBit(batch, one), value);
+    // The product with the sign of 0 or 1.
+    return WordBatch{_mm_sign_epi32(hn::Set(tag, word).raw, hn::And(batch, hn::Set(tag, 1)).raw)};
 #    endif
 }
 
@@ -53,7 +66,7 @@ HWY_INLINE WordBatch twistedBatch(WordBatch oldest, WordBatch next, WordBatch mi
 #    else  // there, IfVecThenElse looks at the mask's top bits only
     const auto y = hn::Or(hn::AndNot(lowMask, oldest), hn::And(next, lowMask));
 #    endif
-    return hn::Xor3(middle, whereOdd(next, matrixA), hn::ShiftRight<1>(y));
+    return hn::Xor3(middle, whereOdd(y, matrixA), hn::ShiftRight<1>(y));
 }
 
 template <class Shape>
@@ -68,15 +81,76 @@ HWY_INLINE WordBatch tempered(WordBatch y, const TwisterConstants& constants) {
 #endif
 
 template <class Shape>
-struct TwisterRecurrence {
-    static constexpr std::size_t window = Shape::words;
+HWY_INLINE WordBatch batchBehind(const std::uint32_t* end, std::uint32_t matrixA) {
+    const std::uint32_t* oldest = end - Shape::words;
+    return twistedBatch<Shape>(loadWords(oldest), loadWords(oldest + 1),
+                               loadWords(oldest + Shape::middle), matrixA);
+}
+
+template <class Shape>
+struct TwisterInMemory {
+    static constexpr std::size_t window = Shape::words, reach = window;
+    static constexpr std::size_t newest = window - Shape::middle;
     std::uint32_t matrixA;
 
-    HWY_INLINE WordBatch next(const std::uint32_t* oldest) const {
-        return twistedBatch<Shape>(loadWords(oldest), loadWords(oldest + 1),
-                                   loadWords(oldest + Shape::middle), matrixA);
+    HWY_INLINE auto after(const std::uint32_t*) const {
+        return [*this](const std::uint32_t* end) { return batchBehind<Shape>(end, matrixA); };
     }
 };
+
+#if HWY_TARGET <= HWY_AVX3
+
+// Where the way back to the middle tap is only two or three vectors long, a load would wait for
+// the stores of what it needs; but then the whole window fits into a few registers.
+template <class Shape>
+struct TwisterInRegisters {
+    static constexpr std::size_t window = Shape::words, newest = window - Shape::middle;
+    static constexpr std::size_t batches = (window + wordLanes - 1) / wordLanes;
+    static constexpr std::size_t reach = batches * wordLanes;
+    std::uint32_t matrixA;
+
+    struct After {
+        std::uint32_t matrixA;
+        WordBatch recent[batches];  // the newest at the end
+
+        template <std::size_t distance>
+        HWY_INLINE WordBatch wordsBack() const {
+            constexpr std::size_t first = (reach - distance) / wordLanes;
+            constexpr int lane = (reach - distance) % wordLanes;
+            return WordBatch{
+                _mm512_maskz_alignr_epi32(0xFFFF, recent[first + 1].raw, recent[first].raw, lane)};
+        }
+        HWY_INLINE WordBatch operator()(const std::uint32_t*) {
+            const WordBatch made =
+                twistedBatch<Shape>(wordsBack<window>(), wordsBack<window - 1>(),
+                                    wordsBack<window - Shape::middle>(), matrixA);
+            for (std::size_t k = 1; k < batches; ++k) recent[k - 1] = recent[k];
+            recent[batches - 1] = made;
+            return made;
+        }
+    };
+    HWY_INLINE After after(const std::uint32_t* end) const {
+        After routine{matrixA, {}};
+        for (std::size_t k = 0; k < batches; ++k) {
+            routine.recent[k] = loadWords(end - reach + k * wordLanes);
+        }
+        return routine;
+    }
+    HWY_INLINE WordBatch early(const std::uint32_t* end) const {
+        return batchBehind<Shape>(end, matrixA);
+    }
+};
+
+template <class Shape>
+using TwisterRecurrence = std::conditional_t<(Shape::words < 6 * wordLanes),
+                                             TwisterInRegisters<Shape>, TwisterInMemory<Shape>>;
+
+#else
+
+template <class Shape>
+using TwisterRecurrence = TwisterInMemory<Shape>;
+
+#endif
 
 // A sink for raw words.
 template <class Shape, class Sink>
@@ -126,9 +200,9 @@ HWY_INLINE std::int32_t fillTwister(std::uint32_t* mt, std::int32_t& index,
     } else {
         putWords(out, 0, mt + used, left);
         WordHistory<TwisterRecurrence<Shape>> history;
-        for (std::size_t k = 0; k < Shape::words; ++k) history.start()[k] = mt[k];
+        copyWords<Shape::words>(mt, history.start());
         const std::uint32_t* last = history.fill({constants.matrixA}, out, left, total);
-        for (std::size_t k = 0; k < Shape::words; ++k) mt[k] = last[k];
+        copyWords<Shape::words>(last, mt);
         index = static_cast<std::int32_t>(Shape::words);
     }
     return RNG_OK;

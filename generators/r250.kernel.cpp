@@ -13,10 +13,13 @@ namespace korvan::KORVAN_COPY {
 namespace {
 
 struct R250Recurrence {
-    static constexpr std::size_t window = r250Words;
+    static constexpr std::size_t window = r250Words, reach = r250Words;
+    static constexpr std::size_t newest = r250Words - r250Tap;
 
-    HWY_INLINE WordBatch next(const std::uint32_t* oldest) const {
-        return xorOf(loadWords(oldest), loadWords(oldest + r250Tap));
+    HWY_INLINE auto after(const std::uint32_t*) const {
+        return [](const std::uint32_t* end) {
+            return xorOf(loadWords(end - r250Words), loadWords(end - newest));
+        };
     }
 };
 
@@ -54,7 +57,7 @@ HWY_INLINE void fillThroughHistory(R250State& state, std::size_t total, const Si
     for (std::size_t k = oldest; k < r250Words; ++k) start[k - oldest] = state.x[k];
     for (std::size_t k = 0; k < oldest; ++k) start[r250Words - oldest + k] = state.x[k];
     const std::uint32_t* last = history.fill({}, sink, 0, total);
-    for (std::size_t k = 0; k < r250Words; ++k) state.x[k] = last[k];
+    copyWords<r250Words>(last, state.x);
     state.i = 0;
     state.j = r250Tap;
 }

@@ -115,7 +115,7 @@ HWY_INLINE void fillThroughHistory(std::uint32_t* w, const Sink& sink, std::size
     constexpr std::size_t chunk = 2496;
     alignas(64) std::uint32_t history[sfmtWords + chunk];
     std::uint32_t* const made = history + sfmtWords;
-    for (std::size_t k = 0; k < sfmtWords; ++k) history[k] = w[k];
+    copyWords<sfmtWords>(w, history);
     Recursion recursion(made);
     for (;; i += chunk) {
         const std::size_t count = end - i < chunk ? end - i : chunk;
@@ -123,7 +123,7 @@ HWY_INLINE void fillThroughHistory(std::uint32_t* w, const Sink& sink, std::size
         recursion.make(history, history + 4 * sfmtMiddle, made, elements);
         putWords(sink, i, made, count);
         std::uint32_t* const window = count == end - i ? w : history;
-        for (std::size_t k = 0; k < sfmtWords; ++k) window[k] = history[4 * elements + k];
+        copyWords<sfmtWords>(history + 4 * elements, window);
         if (window == w) break;
     }
 }
