@@ -9,6 +9,8 @@
 // so words near the upper end round to b.
 #include "generators/sfmt19937.h"
 
+#include <type_traits>
+
 #include "generators/generators.h"
 #include "generators/word_batch-inl.h"
 
@@ -128,6 +130,31 @@ HWY_INLINE void fillThroughHistory(std::uint32_t* w, const Sink& sink, std::size
     }
 }
 
+// The same for `count` words as they are, more than a block: the output is the history.  Only the
+// last element, which may not fit, is made in the window.
+HWY_INLINE void fillInPlace(std::uint32_t* w, std::uint32_t* r, std::size_t count) {
+    constexpr std::size_t untilWrap = sfmtElements - sfmtMiddle;
+    const std::size_t whole = (count - 1) / 4;
+    Recursion recursion(w + sfmtWords);
+    recursion.make(w, w + 4 * sfmtMiddle, r, untilWrap);
+    recursion.make(w + 4 * untilWrap, r, r + 4 * untilWrap, sfmtMiddle);
+    recursion.make(r, r + 4 * sfmtMiddle, r + sfmtWords, whole - sfmtElements);
+
+    const std::uint32_t* const oldest = r + 4 * (whole - sfmtElements);
+    std::uint32_t* const last = w + sfmtWords - 4;
+    copyWords<sfmtWords - 4>(oldest + 4, w);
+    recursion.make(oldest, oldest + 4 * sfmtMiddle, last, 1);
+    for (std::size_t k = 4 * whole; k < count; ++k) r[k] = last[k - 4 * whole];
+}
+
+template <class Sink>
+HWY_INLINE void fillLong(std::uint32_t* w, const Sink& sink, std::size_t i, std::size_t end) {
+    if constexpr (std::is_same_v<Sink, BitsSink>) {
+        if (end - i > sfmtWords) return fillInPlace(w, sink.r + i, end - i);
+    }
+    fillThroughHistory(w, sink, i, end);
+}
+
 template <class Sink>
 HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& sink) {
     auto& state = stateOf<Sfmt19937State>(stream);
@@ -153,7 +180,7 @@ HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& si
             putWords(sink, given, state.w, total - given);
             used = whole - left;
         } else {
-            fillThroughHistory(state.w, sink, given, total);
+            fillLong(state.w, sink, given, total);
             used = sfmtWords;
         }
     }
