@@ -6,6 +6,8 @@
 // below b, which a single rounds to b.
 #include "generators/r250.h"
 
+#include <type_traits>
+
 #include "generators/generators.h"
 #include "generators/word_history-inl.h"
 
@@ -23,14 +25,15 @@ struct R250Recurrence {
     }
 };
 
-// New words in place of the oldest ones, `count` of them, before either tap wraps.  A batch is
-// read before it is replaced; the taps are further apart than a batch is long.
-HWY_INLINE void replaceOldest(std::uint32_t* x, std::size_t i, std::size_t j, std::size_t count) {
+// made[k] = x[k] ^ y[k], for k from 0 on.  A batch is read before it is written; the words made may
+// be those read 103 or more places later.
+HWY_INLINE void makeWords(const std::uint32_t* x, const std::uint32_t* y, std::uint32_t* made,
+                          std::size_t count) {
     std::size_t k = 0;
     for (; k + wordLanes <= count; k += wordLanes) {
-        storeWords(xorOf(loadWords(x + i + k), loadWords(x + j + k)), x + i + k);
+        storeWords(xorOf(loadWords(x + k), loadWords(y + k)), made + k);
     }
-    for (; k < count; ++k) x[i + k] ^= x[j + k];
+    for (; k < count; ++k) made[k] = x[k] ^ y[k];
 }
 
 template <class Sink>
@@ -39,7 +42,7 @@ HWY_INLINE void fillFromStore(R250State& state, std::size_t total, const Sink& s
     for (std::size_t done = 0; done < total;) {
         const std::size_t untilWrap = r250Words - (i > j ? i : j), wanted = total - done;
         const std::size_t count = wanted < untilWrap ? wanted : untilWrap;
-        replaceOldest(state.x, i, j, count);
+        makeWords(state.x + i, state.x + j, state.x + i, count);  // in place of the oldest
         putWords(sink, done, state.x + i, count);
         done += count;
         i = i + count == r250Words ? 0 : i + count;
@@ -49,14 +52,36 @@ HWY_INLINE void fillFromStore(R250State& state, std::size_t total, const Sink& s
     state.j = static_cast<std::int32_t>(j);
 }
 
+// The output is the history of words that are given as they are.
+//
+// A word that was stored a moment ago is slow to load.  Squaring a trinomial over GF(2) doubles its
+// exponents, so w[n] = w[n - 250 m] ^ w[n - 147 m] for m = 2, 4, .. as well, once there are as many
+// words; m = 4 goes far enough back.
+HWY_INLINE const std::uint32_t* makeInOutput(const std::uint32_t* window, std::uint32_t* r,
+                                             std::size_t total) {
+    constexpr std::size_t newest = R250Recurrence::newest;
+    makeWords(window, window + r250Tap, r, newest);
+    makeWords(window + newest, r, r + newest, r250Tap);
+    constexpr std::size_t far = 4;
+    const std::size_t near = total < far * r250Words ? total : far * r250Words;
+    makeWords(r, r + r250Tap, r + r250Words, near - r250Words);
+    makeWords(r, r + far * r250Tap, r + far * r250Words, total - near);
+    return r + total - r250Words;
+}
+
 template <class Sink>
-HWY_INLINE void fillThroughHistory(R250State& state, std::size_t total, const Sink& sink) {
+HWY_INLINE void fillLong(R250State& state, std::size_t total, const Sink& sink) {
     WordHistory<R250Recurrence> history;
     const auto oldest = static_cast<std::size_t>(state.i);
     std::uint32_t* const start = history.start();
     for (std::size_t k = oldest; k < r250Words; ++k) start[k - oldest] = state.x[k];
     for (std::size_t k = 0; k < oldest; ++k) start[r250Words - oldest + k] = state.x[k];
-    const std::uint32_t* last = history.fill({}, sink, 0, total);
+    const std::uint32_t* last;
+    if constexpr (std::is_same_v<Sink, BitsSink>) {
+        last = makeInOutput(start, sink.r, total);
+    } else {
+        last = history.fill({}, sink, 0, total);
+    }
     copyWords<r250Words>(last, state.x);
     state.i = 0;
     state.j = r250Tap;
@@ -69,7 +94,7 @@ HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& si
     if (total < r250Words) {
         fillFromStore(state, total, sink);
     } else {
-        fillThroughHistory(state, total, sink);
+        fillLong(state, total, sink);
     }
     return RNG_OK;
 }
