@@ -8,21 +8,23 @@ namespace korvan::KORVAN_COPY {
 namespace {
 
 constexpr GeneratorRow generatorRows[] = {
-#define KORVAN_PLANNED_GENERATOR(name, size, seedWords, includesZero, wordBytes, bits, members, \
-                                 bitWords)                                                      \
-    {{size, seedWords, includesZero, wordBytes, bits, nullptr, nullptr, nullptr, nullptr},      \
-     members,                                                                                   \
-     BitWords::bitWords,                                                                        \
-     nullptr},
-#define KORVAN_GENERATOR(name, size, seedWords, includesZero, wordBytes, bits, members, bitWords) \
-    {{size, seedWords, includesZero, wordBytes, bits, name##Init, name##FillSingle,               \
-      name##FillDouble, name##FillBits},                                                          \
-     members,                                                                                     \
-     BitWords::bitWords,                                                                          \
-     name##IsState},
+#define KORVAN_ROW(size, seedWords, includesZero, wordBytes, bits, members, bitWords, wordMap, \
+                   splitting, isState, ...)                                                    \
+    {{size, seedWords, includesZero, wordBytes, bits, __VA_ARGS__},                            \
+     members,                                                                                  \
+     BitWords::bitWords,                                                                       \
+     WordMap::wordMap,                                                                         \
+     Splitting::splitting,                                                                     \
+     isState},
+#define KORVAN_PLANNED_GENERATOR(name, ...) \
+    KORVAN_ROW(__VA_ARGS__, nullptr, nullptr, nullptr, nullptr, nullptr)
+#define KORVAN_GENERATOR(name, ...)                                                        \
+    KORVAN_ROW(__VA_ARGS__, name##IsState, name##Init, name##FillSingle, name##FillDouble, \
+               name##FillBits)
 #include "generators/generators.def"
 #undef KORVAN_GENERATOR
 #undef KORVAN_PLANNED_GENERATOR
+#undef KORVAN_ROW
 };
 static_assert(sizeof generatorRows / sizeof generatorRows[0] == builtInGenerators);
 

@@ -52,6 +52,7 @@ HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Coun
 using WideTag = hn::ScalableTag<std::uint64_t>;
 using WideVector = hn::Vec<WideTag>;
 constexpr std::size_t wideLanes = wordLanes / 2;  // counters in a register
+constexpr std::size_t registersInFlight = 3;      // cover a round's latency of seven cycles
 
 // The ten round keys, spread over the 64-bit lanes once per fill.
 struct RoundKeys {
@@ -73,6 +74,7 @@ struct RoundKeys {
 struct Blocks {
     WideVector c0, c1, c2, c3;
 
+    HWY_INLINE Blocks() {}
     // Lane 2k holds counter + k, lane 2k + 1 counter + wideLanes / 2 + k: then interleaving the
     // 64-bit halves of the results gives the blocks in order.
     HWY_INLINE explicit Blocks(Counter counter) {
@@ -130,10 +132,20 @@ struct Blocks {
     }
 };
 
-HWY_INLINE void tenRounds(Blocks& blocks, const RoundKeys& keys) {
-    for (int round = 0; round < philoxRounds; ++round) {
-        blocks.round(keys.k0[round], keys.k1[round]);
+// 4 * wideLanes * registers words from the block of `counter` on, to sink's elements from i.
+template <std::size_t registers, class Sink>
+HWY_INLINE void putGroup(const Sink& sink, std::size_t i, Counter counter, const RoundKeys& keys,
+                         WideVector offsets) {
+    Blocks group[registers];
+    const bool wraps = counter.low > ~(registers * wideLanes);
+    for (std::size_t k = 0; k < registers; ++k) {
+        const Counter own = counter.plus(k * wideLanes);
+        group[k] = wraps ? Blocks(own) : Blocks(own, offsets);
     }
+    for (int round = 0; round < philoxRounds; ++round) {
+        for (Blocks& blocks : group) blocks.round(keys.k0[round], keys.k1[round]);
+    }
+    for (std::size_t k = 0; k < registers; ++k) group[k].put(sink, i + 4 * wideLanes * k);
 }
 
 // Gives elements i .. end - 1, i < end, from the blocks of `counter` on; leaves the last block in
@@ -141,27 +153,19 @@ HWY_INLINE void tenRounds(Blocks& blocks, const RoundKeys& keys) {
 template <class Sink>
 HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Counter& counter,
                           const std::uint32_t* key, std::uint32_t* last) {
-    constexpr std::size_t groupBlocks = 2 * wideLanes;  // two registers cover the latency
+    constexpr std::size_t groupBlocks = registersInFlight * wideLanes;
     const RoundKeys keys(key);
     const WideVector offsets = Blocks::laneOffsets();
-    for (; end - i > 4 * groupBlocks && counter.low < ~groupBlocks; i += 4 * groupBlocks) {
-        Blocks first(counter, offsets), second(counter.plus(wideLanes), offsets);
-        for (int round = 0; round < philoxRounds; ++round) {
-            first.round(keys.k0[round], keys.k1[round]);
-            second.round(keys.k0[round], keys.k1[round]);
-        }
-        first.put(sink, i);
-        second.put(sink, i + 4 * wideLanes);
+    for (; end - i > 4 * groupBlocks; i += 4 * groupBlocks) {
+        putGroup<registersInFlight>(sink, i, counter, keys, offsets);
         counter = counter.plus(groupBlocks);
     }
-    alignas(64) std::uint32_t words[4 * wideLanes];
-    for (;; i += 4 * wideLanes) {
-        Blocks blocks(counter);
-        tenRounds(blocks, keys);
-        blocks.put(BitsSink{words}, 0);
-        if (end - i <= 4 * wideLanes) break;
-        putWords(sink, i, words, 4 * wideLanes);
-        counter = counter.plus(wideLanes);
+    // The last group goes through a buffer: for its tail, and for the last block.
+    alignas(64) std::uint32_t words[4 * groupBlocks];
+    if (end - i > 4 * wideLanes) {
+        putGroup<registersInFlight>(BitsSink{words}, 0, counter, keys, offsets);
+    } else {
+        putGroup<1>(BitsSink{words}, 0, counter, keys, offsets);
     }
     putWords(sink, i, words, end - i);
     const std::size_t given = (end - i + 3) / 4;

@@ -14,10 +14,25 @@ enum class BitWords : std::int32_t {
     repacked,     // 64-bit words of 59 bits: the top 32 of them
 };
 
+// How the fills of reals read a 32-bit word.
+enum class WordMap : std::int32_t {
+    other,
+    centred,  // signed, times (b - a) 2^-32, plus the middle
+    offset,   // unsigned, times (b - a) 2^-32, plus a
+};
+
+// Whether a fill may be made in parts of a thousand elements and more without anyone noticing.
+enum class Splitting : std::int32_t {
+    bound,  // a fill can fail, or the parts show
+    free,   // fills never fail, and leave the state of one long fill
+};
+
 struct GeneratorRow {
     GeneratorProperties properties;
     std::int32_t members;  // of a set of generators; 1 otherwise
     BitWords bitWords;
+    WordMap wordMap;
+    Splitting splitting;
     // True if a stream of this generator can be in the state that the record holds.  It may read
     // the record's header for the member.  Null: every state is possible.
     bool (*isState)(const StreamRecord* stream);

@@ -3,18 +3,31 @@
 #include "distributions/clamp-inl.h"
 #include "distributions/draw.h"
 #include "distributions/kernels.h"
+#include "distributions/large_fill-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
+
+// The accurate method keeps every element in [a, b].
+template <class Real>
+std::int32_t fillPart(std::int32_t method, const GeneratorRow& row, StreamHandle stream,
+                      std::size_t n, Real* r, Real a, Real b) {
+    const std::int32_t status = fillReals(row, stream, static_cast<std::int32_t>(n), r, a, b);
+    if (status >= 0 && (method & METHOD_ACCURATE_FLAG)) clamp(r, n, a, b);
+    return status;
+}
 
 template <class Real>
 std::int32_t uniform(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
                      Real b) {
     const GeneratorRow* row = findGenerator(stream->generatorId);
     if (!row) return RNG_BAD_GENERATOR;
-    const std::int32_t status = fillReals(*row, stream, n, r, a, b);
-    if (status >= 0 && (method & METHOD_ACCURATE_FLAG)) clamp(r, static_cast<std::size_t>(n), a, b);
-    return status;
+    const auto total = static_cast<std::size_t>(n);
+    if (!isLargeFill(*row, total, r)) return fillPart(method, *row, stream, total, r, a, b);
+    largeFill<LastPart::merged>(r, total, [&](Real* part, std::size_t count) {
+        fillPart(method, *row, stream, count, part, a, b);
+    });
+    return RNG_OK;
 }
 
 }  // namespace

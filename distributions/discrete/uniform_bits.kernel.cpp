@@ -1,19 +1,27 @@
 // The generator's own words, and uniform words of 32 and 64 bits.
 #include "distributions/kernels.h"
+#include "distributions/large_fill-inl.h"
 #include "streams/generator_table.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
 
-// The words as 32-bit ones, `count` of them.  A count that doesn't fit one fill is made in two;
-// both are even, so 64-bit words stay whole.
-std::int32_t passThrough(const GeneratorRow& row, StreamHandle stream, std::int64_t count,
-                         std::uint32_t* r) {
+// `count` 32-bit words.  A count that doesn't fit one fill is made in several; all are even, so
+// 64-bit words stay whole.
+std::int32_t fillWords(const GeneratorRow& row, StreamHandle stream, std::int64_t count,
+                       std::uint32_t* r) {
+    const auto fill = [&](std::uint32_t* part, std::size_t n) {
+        return row.properties.fillBits(stream, static_cast<std::int32_t>(n), part);
+    };
+    if (isLargeFill(row, static_cast<std::size_t>(count), r)) {
+        largeFill<LastPart::merged>(r, static_cast<std::size_t>(count), fill);
+        return RNG_OK;
+    }
     constexpr std::int64_t most = 0x40000000;
     std::int32_t status = RNG_OK;
     while (count > 0) {
         const std::int64_t part = count > INT32_MAX ? most : count;
-        status = row.properties.fillBits(stream, static_cast<std::int32_t>(part), r);
+        status = fill(r, static_cast<std::size_t>(part));
         if (status < 0) return status;
         r += part;
         count -= part;
@@ -46,7 +54,7 @@ std::int32_t words32(StreamHandle stream, std::int64_t count, std::uint32_t* r) 
     const GeneratorRow* row = findGenerator(stream->generatorId);
     if (!row) return RNG_BAD_GENERATOR;
     switch (row->bitWords) {
-        case BitWords::passThrough: return passThrough(*row, stream, count, r);
+        case BitWords::passThrough: return fillWords(*row, stream, count, r);
         case BitWords::repacked: return repack(*row, stream, count, r);
         case BitWords::refused: break;
     }
@@ -57,7 +65,9 @@ std::int32_t words32(StreamHandle stream, std::int64_t count, std::uint32_t* r) 
 
 std::int32_t viRngUniformBits(std::int32_t, StreamHandle stream, std::int32_t n, std::uint32_t* r) {
     const GeneratorRow* row = findGenerator(stream->generatorId);
-    return row ? row->properties.fillBits(stream, n, r) : RNG_BAD_GENERATOR;
+    if (!row) return RNG_BAD_GENERATOR;
+    if (row->properties.wordBytes == 4) return fillWords(*row, stream, n, r);
+    return row->properties.fillBits(stream, n, r);
 }
 
 std::int32_t viRngUniformBits32(std::int32_t, StreamHandle stream, std::int32_t n,

@@ -1,0 +1,57 @@
+// The benchmark's rows: what fills an array of n elements, by group.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "korvan/random.h"
+
+namespace korvan::benchmarks {
+
+inline constexpr std::int64_t sizes[] = {1, 16, 100, 4096, 10'000'000};
+
+// Registers `group/name`: `make` gives a fresh callable (T* r, int n) for a benchmark's run.
+// Rows of a group are in one unit, so their times can be divided.
+template <class T, class Make>
+void addRow(const std::string& group, const std::string& name, Make make) {
+    auto* row =
+        benchmark::RegisterBenchmark((group + "/" + name).c_str(), [make](benchmark::State& state) {
+            const auto n = static_cast<std::size_t>(state.range(0));
+            std::vector<T> r(n);  // touched, so no page faults are measured
+            auto fill = make();
+            fill(r.data(), static_cast<int>(n));
+            for (auto _ : state) {
+                fill(r.data(), static_cast<int>(n));
+                benchmark::DoNotOptimize(r.data());
+                benchmark::ClobberMemory();
+            }
+            state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+        });
+    for (const std::int64_t size : sizes) row->Arg(size);
+}
+
+// A stream that a row owns.
+inline std::shared_ptr<StreamRecord> newStream(GeneratorId id) {
+    StreamHandle stream = nullptr;
+    if (vslNewStream(&stream, id, 777) != RNG_OK) return nullptr;
+    return {stream, [](StreamHandle s) { vslDeleteStream(&s); }};
+}
+
+struct NamedGenerator {
+    const char* name;
+    GeneratorId id;
+};
+
+// The generators that this library contains.
+std::vector<NamedGenerator> presentGenerators();
+
+void addWordRows();
+void addRealRows();
+void addIntegerRows();
+void addServiceRows();
+
+}  // namespace korvan::benchmarks
