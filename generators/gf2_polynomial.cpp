@@ -21,11 +21,12 @@ constexpr std::int32_t sparse = 1000;  // terms below which going term by term i
 // A modulus without its leading term.
 struct LowPart {
     const Gf2Polynomial& modulus;
-    std::uint64_t* words;  // `count` of them and a zero, then the other multiples alike
+    std::uint64_t* words;  // `count` of them and a zero, then the other multiples alike; or null
     std::size_t count;     // even
 
     explicit LowPart(const Gf2Polynomial& polynomial, std::uint64_t* memory)
         : modulus(polynomial), words(memory), count(wordsOf(polynomial)) {
+        if (!memory) return;
         std::fill_n(words, tableRows * stride(), 0);
         for (std::int32_t k = 0; k < modulus.terms - 1; ++k) {
             words[modulus.exponents[k] / 64] |= std::uint64_t{1} << modulus.exponents[k] % 64;

@@ -30,7 +30,7 @@ enum class Gf2Product { byTerms, byTable, byProcessor };
 // The fastest one for this modulus and this processor.
 Gf2Product bestGf2Product(const Gf2Polynomial& modulus);
 
-// Bytes of scratch memory, aligned to 8, that gf2PowerOfT needs.
+// Bytes of scratch memory, aligned to 8, that gf2PowerOfT needs for products other than byTerms.
 std::size_t gf2ScratchBytes(const Gf2Polynomial& modulus);
 
 // power = t^n mod modulus.  `power` has twice the words of a residue; the upper half is zero at the

@@ -5,7 +5,6 @@
 
 #include "generators/generators.h"
 #include "generators/init_operation.h"
-#include "generators/polynomial_jump.h"
 
 namespace korvan {
 namespace {
@@ -111,23 +110,6 @@ bool advanceShort(void* memory, std::uint64_t& nskip, std::uint32_t&) {
     return false;
 }
 
-constexpr JumpingGenerator jumping{
-    .zeroState = zeroState,
-    .addState = addState,
-    .copyState = copyState,
-    .stepState = stepState,
-    .storeState = storeState,
-    .advanceShort = advanceShort,
-    .stateBytes = sizeof(Mt19937State),
-    .characteristic = mt19937Characteristic,
-};
-
-std::int32_t skip(Mt19937State& state, std::uint64_t nskip) {
-    if (nskip >= jumpThreshold) return jumpWithTable(jumping, &state, nskip);
-    skipByGeneration(state, nskip);
-    return RNG_OK;
-}
-
 // Found by the Berlekamp-Massey algorithm from one bit of the raw words, and checked: 39938 raw
 // words satisfy it, and it is irreducible.
 // clang-format off
@@ -146,9 +128,24 @@ constexpr std::uint16_t exponents[] = {
 };
 // clang-format on
 
+std::int32_t skip(Mt19937State& state, std::uint64_t nskip) {
+    if (nskip >= jumpThreshold) return jumpWithTable(mt19937Jumping, &state, nskip);
+    skipByGeneration(state, nskip);
+    return RNG_OK;
+}
+
 }  // namespace
 
-constinit const Gf2Polynomial mt19937Characteristic{exponents, std::size(exponents)};
+constinit const JumpingGenerator mt19937Jumping{
+    .zeroState = zeroState,
+    .addState = addState,
+    .copyState = copyState,
+    .stepState = stepState,
+    .storeState = storeState,
+    .advanceShort = advanceShort,
+    .stateBytes = sizeof(Mt19937State),
+    .characteristic = {exponents, std::size(exponents)},
+};
 
 std::int32_t mt19937Init(std::int32_t op, StreamHandle stream, std::int32_t n,
                          const std::uint32_t* params) {

@@ -4,8 +4,8 @@
 // uniform pseudo-random number generator, ACM TOMACS 8 (1998) 3-30.
 #pragma once
 
-#include "generators/gf2_polynomial.h"
 #include "generators/mersenne_twister.h"
+#include "generators/polynomial_jump.h"
 #include "streams/stream_record.h"
 
 namespace korvan {
@@ -20,7 +20,7 @@ static_assert(sizeof(StreamRecord) + sizeof(Mt19937State) == 2520);
 inline constexpr TwisterConstants mt19937Constants{
     .matrixA = 0x9908B0DF, .maskB = 0x9D2C5680, .maskC = 0xEFC60000};
 
-// The characteristic polynomial of the step by one word, of degree 19937.
-extern const Gf2Polynomial mt19937Characteristic;
+// For jumps in words; the characteristic polynomial has the degree 19937.
+extern const JumpingGenerator mt19937Jumping;
 
 }  // namespace korvan

@@ -101,7 +101,7 @@ std::int32_t jumpPlainly(const JumpingGenerator& generator, void* state, std::ui
     const Buffer accumulator(generator.stateBytes);
     if (!polynomial || !accumulator) return RNG_NO_MEMORY;
 
-    // So near, the power of t is a single term and needs no arithmetic.
+    // Over short distances the power is a single term and needs no arithmetic.
     std::uint64_t* const h = polynomial.words();
     gf2PowerOfT(nskip, generator.characteristic, Gf2Product::byTerms, h, nullptr);
 

@@ -37,7 +37,8 @@ struct JumpingGenerator {
 // For any distance: takes eight coefficients of h at a time, with a table of 128 states.
 std::int32_t jumpWithTable(const JumpingGenerator& generator, void* state, std::uint64_t nskip);
 
-// For distances of less than the characteristic polynomial's degree, where a table doesn't pay.
+// One coefficient at a time, without a table: for distances of less than the characteristic
+// polynomial's degree.  It works for any, but is slow where the polynomial is dense.
 std::int32_t jumpPlainly(const JumpingGenerator& generator, void* state, std::uint64_t nskip);
 
 // For addState and storeState of generators with a circular store of words.

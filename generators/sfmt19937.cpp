@@ -4,7 +4,6 @@
 
 #include "generators/generators.h"
 #include "generators/init_operation.h"
-#include "generators/polynomial_jump.h"
 #include "generators/sfmt19937_exponents.h"
 
 namespace korvan {
@@ -154,7 +153,11 @@ bool advanceShort(void* memory, std::uint64_t& nskip, std::uint32_t& given) {
     return true;
 }
 
-constexpr JumpingGenerator jumping{
+constexpr std::uint64_t tableThreshold = 19968;
+
+}  // namespace
+
+constinit const JumpingGenerator sfmt19937Jumping{
     .zeroState = zeroState,
     .addState = addState,
     .copyState = copyState,
@@ -165,10 +168,6 @@ constexpr JumpingGenerator jumping{
     .characteristic = sfmt19937Characteristic,
 };
 
-constexpr std::uint64_t tableThreshold = 19968;
-
-}  // namespace
-
 std::int32_t sfmt19937Init(std::int32_t op, StreamHandle stream, std::int32_t n,
                            const std::uint32_t* params) {
     auto& state = stateOf<Sfmt19937State>(stream);
@@ -177,8 +176,8 @@ std::int32_t sfmt19937Init(std::int32_t op, StreamHandle stream, std::int32_t n,
         case OP_LEAPFROG: return RNG_NO_LEAPFROG;
         case OP_SKIPAHEAD: {
             const std::uint64_t nskip = skipCount(params);
-            return nskip < tableThreshold ? jumpPlainly(jumping, &state, nskip)
-                                          : jumpWithTable(jumping, &state, nskip);
+            return nskip < tableThreshold ? jumpPlainly(sfmt19937Jumping, &state, nskip)
+                                          : jumpWithTable(sfmt19937Jumping, &state, nskip);
         }
         case OP_SKIPAHEAD_WORDS: return RNG_NO_SKIP_AHEAD_EX;
         default: return RNG_UNKNOWN_OPERATION;

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "generators/gf2_polynomial.h"
+#include "generators/polynomial_jump.h"
 #include "streams/stream_record.h"
 
 namespace korvan {
@@ -25,6 +25,9 @@ struct Sfmt19937State {
     std::int32_t tailCount;
 };
 static_assert(sizeof(StreamRecord) + sizeof(Sfmt19937State) == 2536);
+
+// For jumps in elements; the characteristic polynomial has the degree 19968.
+extern const JumpingGenerator sfmt19937Jumping;
 
 // Low word first.
 inline constexpr std::uint32_t sfmtMask[4] = {0xDFFFFFEF, 0xDDFECB7F, 0xBFFAFFFF, 0xBFFFFFF6};
