@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/memory.h"
+#include "streams/attachments.h"
 #include "streams/generator_table.h"
 #include "streams/stream_record.h"
 
@@ -74,6 +75,7 @@ std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,
 }
 
 std::int32_t deleteStream(StreamHandle* stream) {
+    releaseAttachments(*stream);
     (*stream)->validity = 0;
     alignedFree(*stream);
     *stream = nullptr;
@@ -88,7 +90,7 @@ std::int32_t copyStream(StreamHandle* stream, const StreamRecord* source) {
     if (!*stream) return RNG_NO_MEMORY;
     std::memcpy(*stream, source, recordSize(*row));
     (*stream)->attachments = 0;
-    return RNG_OK;
+    return copyAttachments(*stream, source);
 }
 
 std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* source) {
@@ -102,7 +104,8 @@ std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* sourc
         if (status < 0) return status;
     }
     copyStateBytes(destination, source, bytes);
-    return RNG_OK;
+    releaseAttachments(destination);
+    return copyAttachments(destination, source);
 }
 
 std::int32_t leapfrogStream(StreamHandle stream, std::int32_t k, std::int32_t nstreams) {

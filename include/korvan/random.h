@@ -152,7 +152,8 @@ KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng,
 KORVAN_RANDOM_API int32_t vslDeleteStream(StreamHandle* stream);
 
 /* Makes an exact twin of source at *stream: the same generator, position and attachments.
- * RNG_NO_MEMORY: *stream is null. */
+ * RNG_NO_MEMORY: *stream is null, or, if only the attachments found no room, a stream without
+ * them that is to be deleted. */
 KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle source);
 
 /* Copies source's state over that of destination, which keeps its generator.
@@ -160,7 +161,8 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
  * What is copied is seedWords * wordBytes bytes, as the generator table tells, and never more
  * than either record holds.  That can be less than the whole state: the multiplier of a
  * leapfrogged stream, or words that wait in a buffer, may stay behind.  For an exact twin use
- * vslCopyStream.
+ * vslCopyStream.  What distributions keep on the streams is copied whole, and replaces what
+ * destination had; RNG_NO_MEMORY: destination keeps none of it.
  *
  * RNG_STREAMS_INCOMPATIBLE: the generators differ, and no stream of destination's generator
  * could be in the copied state; nothing was changed. */
