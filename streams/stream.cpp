@@ -24,6 +24,16 @@ StreamHandle allocateRecord(const GeneratorRow& row) {
     return static_cast<StreamHandle>(alignedAlloc(recordSize(row), recordAlignment));
 }
 
+std::int32_t createStream(StreamHandle* stream, GeneratorId id, const GeneratorRow& row,
+                          std::int32_t n, const std::uint32_t* params) {
+    const StreamHandle record = allocateRecord(row);
+    *stream = record;
+    if (!record) return RNG_NO_MEMORY;
+    *record = {
+        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
+    return row.properties.initStream(OP_SEED, record, n, params);
+}
+
 // The bytes that vslCopyStreamState moves: the tabled count, kept inside both records.
 std::size_t copiedBytes(const GeneratorRow& from, const GeneratorRow& to) {
     const std::size_t told = static_cast<std::size_t>(from.properties.seedWords) *
@@ -66,12 +76,14 @@ std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,
     const bool unreadable = n > 0 && !params && id < firstRegisteredId;
     if (!stream || unreadable) return RNG_NULL_POINTER;
 
-    const StreamHandle record = allocateRecord(*row);
-    *stream = record;
-    if (!record) return RNG_NO_MEMORY;
-    *record = {
-        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
-    return row->properties.initStream(OP_SEED, record, n, params);
+    return createStream(stream, id, *row, n, params);
+}
+
+std::int32_t newAbstractStream(StreamHandle* stream, GeneratorId id, const void* seed) {
+    const auto* params = static_cast<const std::uint32_t*>(seed);
+    const std::int32_t status = createStream(stream, id, *findGenerator(id), 0, params);
+    if (status < 0 && *stream) deleteStream(stream);
+    return status;
 }
 
 std::int32_t deleteStream(StreamHandle* stream) {
