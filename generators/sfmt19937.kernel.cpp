@@ -114,7 +114,7 @@ HWY_INLINE void renewBlock(std::uint32_t* w) {
 template <class Sink>
 HWY_INLINE void fillThroughHistory(std::uint32_t* w, const Sink& sink, std::size_t i,
                                    std::size_t end) {
-    constexpr std::size_t chunk = 2496;
+    constexpr std::size_t chunk = 2496;  // with the window 12 KiB, of the first-level cache
     alignas(64) std::uint32_t history[sfmtWords + chunk];
     std::uint32_t* const made = history + sfmtWords;
     copyWords<sfmtWords>(w, history);
@@ -161,9 +161,11 @@ HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& si
     const auto total = static_cast<std::size_t>(n);
     const auto inTail = static_cast<std::size_t>(state.tailCount - state.tailPosition);
     const std::size_t waiting = total < inTail ? total : inTail;
-    putFewWords(sink, 0, state.tail + state.tailPosition, waiting);
-    state.tailPosition += static_cast<std::int32_t>(waiting);
-    if (waiting == total) return RNG_OK;
+    if (waiting > 0) {
+        putFewWords(sink, 0, state.tail + state.tailPosition, waiting);
+        state.tailPosition += static_cast<std::int32_t>(waiting);
+        if (waiting == total) return RNG_OK;
+    }
 
     const std::size_t whole = (total - waiting + 3) / 4 * 4;
     const std::size_t beyond = whole - (total - waiting);
