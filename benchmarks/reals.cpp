@@ -7,6 +7,7 @@
 #include <random>
 
 #include "rows.h"
+#include "wichmann_hill_loop.h"
 
 namespace korvan::benchmarks {
 namespace {
@@ -83,6 +84,16 @@ void addRealRows() {
         std::shared_ptr<gsl_rng> generator(gsl_rng_alloc(gsl_rng_mt19937), gsl_rng_free);
         return [generator](double* r, int n) {
             for (int i = 0; i < n; ++i) r[i] = gsl_rng_uniform(generator.get());
+        };
+    });
+    addRow<double>("doubles", "peer four remainders of WichmannHill", [] {
+        return [member = WichmannHillLoop()](double* r, int n) mutable {
+            WichmannHillLoop local = member;
+            for (int i = 0; i < n; ++i) {
+                r[i] = local.number();
+                local.step();
+            }
+            member = local;
         };
     });
     addLimit<double>("doubles");

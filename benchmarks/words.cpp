@@ -9,6 +9,7 @@
 #include <random>
 
 #include "rows.h"
+#include "wichmann_hill_loop.h"
 
 namespace korvan::benchmarks {
 namespace {
@@ -94,6 +95,21 @@ void ars5Random123(Word* r, int n, Ars5::ctr_type& counter) {
 }
 #endif
 
+// MRG32k3a as its recurrences read, in 64-bit integers; a multiple of the modulus keeps the sums
+// from going negative, which is faster than signed remainders.
+struct TextbookMrg32k3a {
+    std::uint64_t x[3] = {777, 1, 1}, y[3] = {1, 1, 1};
+
+    Word next() {
+        constexpr std::uint64_t m1 = 4294967087, m2 = 4294944443;
+        const std::uint64_t newX = (1403580 * x[1] + 810728 * (m1 - x[0])) % m1;
+        const std::uint64_t newY = (527612 * y[2] + 1370589 * (m2 - y[0])) % m2;
+        x[0] = x[1], x[1] = x[2], x[2] = newX;
+        y[0] = y[1], y[1] = y[2], y[2] = newY;
+        return static_cast<Word>(newX - newY + (newX < newY) * m1);  // no branch to mispredict
+    }
+};
+
 template <class Engine>
 void addEngine(const char* name) {
     addRow<Word>("words", name, [] {
@@ -112,19 +128,84 @@ void addGsl(const char* name, const gsl_rng_type* type) {
     });
 }
 
-}  // namespace
-
-void addWordRows() {
+// The generators whose words have the size of T.
+template <class T>
+void addGenerators(const char* group) {
     for (const NamedGenerator& generator : presentGenerators()) {
         GeneratorProperties row;
         vslGetBrngProperties(generator.id, &row);
-        if (row.wordBytes != 4) continue;
-        addRow<Word>("words", generator.name, [id = generator.id] {
-            return [stream = newStream(id)](Word* r, int n) {
-                viRngUniformBits(0, stream.get(), n, r);
+        if (row.wordBytes != sizeof(T)) continue;
+        addRow<T>(group, generator.name, [id = generator.id] {
+            return [stream = newStream(id)](T* r, int n) {
+                viRngUniformBits(0, stream.get(), n, reinterpret_cast<Word*>(r));
             };
         });
     }
+}
+
+template <class T>
+void addLimit(const char* group) {
+    addRow<T>(group, "limit: plain store", [] {
+        return [value = T{}](T* r, int n) mutable {
+            reinterpret_cast<unsigned char&>(value)++;
+            for (int i = 0; i < n; ++i) r[i] = value;
+        };
+    });
+}
+
+// The peers' states are copied to locals for the length of a fill, as ours are.
+
+void addLongWordRows() {
+    using LongWord = std::uint64_t;
+    addGenerators<LongWord>("words of 8 bytes");
+    addRow<LongWord>("words of 8 bytes", "peer chained 64-bit loop of MCG59", [] {
+        return [seed = LongWord{777}](LongWord* r, int n) mutable {
+            LongWord x = seed;
+            for (int i = 0; i < n; ++i) {
+                r[i] = x;
+                x = x * 302875106592253 & ((LongWord{1} << 59) - 1);
+            }
+            seed = x;
+        };
+    });
+    addRow<LongWord>("words of 8 bytes", "peer std::mt19937_64", [] {
+        return [engine = std::mt19937_64(777)](LongWord* r, int n) mutable {
+            for (int i = 0; i < n; ++i) r[i] = engine();
+        };
+    });
+    addLimit<LongWord>("words of 8 bytes");
+}
+
+struct FourWords {
+    Word word[4];
+};
+
+void addFourWordRows() {
+    addGenerators<FourWords>("words of 16 bytes");
+    addRow<FourWords>("words of 16 bytes", "peer four remainders of WichmannHill", [] {
+        return [member = WichmannHillLoop()](FourWords* r, int n) mutable {
+            WichmannHillLoop local = member;
+            for (int i = 0; i < n; ++i) {
+                for (int j = 0; j < 4; ++j) r[i].word[j] = local.x[j];
+                local.step();
+            }
+            member = local;
+        };
+    });
+    addLimit<FourWords>("words of 16 bytes");
+}
+
+}  // namespace
+
+void addWordRows() {
+    addGenerators<Word>("words");
+    addRow<Word>("words", "peer textbook MRG32k3a", [] {
+        return [engine = TextbookMrg32k3a()](Word* r, int n) mutable {
+            TextbookMrg32k3a local = engine;
+            for (int i = 0; i < n; ++i) r[i] = local.next();
+            engine = local;
+        };
+    });
     addAbstractRow<Word>(
         "words", "abstract", vslNewAbstractStreamInteger,
         [](StreamHandle stream, int n, Word* r) { viRngUniformBits(0, stream, n, r); });
@@ -157,12 +238,9 @@ void addWordRows() {
     addEngine<boost::mt19937>("peer boost::mt19937");
     addGsl("peer gsl r250", gsl_rng_r250);
     addGsl("peer gsl mt19937", gsl_rng_mt19937);
-    addRow<Word>("words", "limit: plain store", [] {
-        return [value = Word{0}](Word* r, int n) mutable {
-            ++value;
-            for (int i = 0; i < n; ++i) r[i] = value;
-        };
-    });
+    addLimit<Word>("words");
+    addLongWordRows();
+    addFourWordRows();
 }
 
 }  // namespace korvan::benchmarks

@@ -111,7 +111,10 @@ std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* sourc
     const GeneratorRow* to = findGenerator(destination->generatorId);
     if (!from || !to) return RNG_BAD_GENERATOR;
     const std::size_t bytes = copiedBytes(*from, *to);
-    if (from != to) {
+    // Members of a set differ in their parameters, so they are as foreign as other rows.
+    const bool sameGenerator =
+        from == to && memberOf(source->generatorId) == memberOf(destination->generatorId);
+    if (!sameGenerator) {
         const std::int32_t status = testForeignState(destination, source, *to, bytes);
         if (status < 0) return status;
     }

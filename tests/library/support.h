@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -50,6 +51,18 @@ inline Words drawWords(StreamHandle stream, std::size_t n) {
     for (std::size_t k = units; k < words.size(); ++k) EXPECT_EQ(words[k], 0xCACACACA);
     words.resize(units);
     return words;
+}
+
+// Does the copy under test round multiply-and-add once?
+inline bool copyFuses() {
+    const std::string copy = vslGetCopyName();
+    return copy == "avx2" || copy == "avx512";
+}
+
+// u v + w as this copy's fills of reals round it.
+inline double multiplyAdd(double u, double v, double w) {
+    const double product = u * v;
+    return copyFuses() ? std::fma(u, v, w) : product + w;
 }
 
 // All bytes behind the record's header.
