@@ -131,18 +131,24 @@ std::string helpText(const std::vector<Generator>& present) {
         "usage: korvan_demo [OPTION VALUE]...\n"
         "Fills arrays, prices a European call and estimates pi with the random generators.\n\n";
     for (const NumberOption& option : numberOptions) {
-        char line[160];
-        std::snprintf(line, sizeof line, "  %-13s %s: %s\n", option.name, option.meaning,
+        char row[160];
+        std::snprintf(row, sizeof row, "  %-13s %s: %s\n", option.name, option.meaning,
                       rangeOf(option).c_str());
-        text += line;
+        text += row;
     }
     text += "  --generator   " + namesOf(present) + "\n";
-    text +=
+    const Options defaults;
+    char line[240];
+    std::snprintf(
+        line, sizeof line,
         "  --help        this text\n\n"
-        "Without options: spot 100, strike 105, rate 0.05, volatility 0.2, 1 year, 10000000 "
-        "paths,\nseed 777, all generators.  The copy of the library's kernels follows the "
-        "processor;\nQVX_OVERRIDE_BRANCH_ID chooses another (docs/copies.md).\n";
-    return text;
+        "Without options: spot %g, strike %g, rate %g, volatility %g, years %g, %g paths, "
+        "seed %u,\nall generators.",
+        defaults.call.spot, defaults.call.strike, defaults.call.rate, defaults.call.volatility,
+        defaults.call.years, static_cast<double>(defaults.paths), defaults.seed);
+    return text + line +
+           "  The copy of the library's kernels follows the processor;\n"
+           "QVX_OVERRIDE_BRANCH_ID chooses another (docs/copies.md).\n";
 }
 
 }  // namespace demo
