@@ -20,26 +20,17 @@ constexpr std::int32_t minimumIsSse3 = 1450;
 // The class that a reproducibility mode asks for.
 std::int32_t requestedLevel(std::int32_t mode) {
     switch (mode) {
-        case 3:
-            return 1;
+        case 3: return 1;
         case 4:
-        case 5:
-            return 2;
+        case 5: return 2;
         case 6:
-        case 7:
-            return 4;
-        case 8:
-            return 5;
-        case 9:
-            return 6;
-        case 10:
-            return 7;
-        case 12:
-            return 9;
-        case 14:
-            return 11;
-        default:
-            return noLevel;
+        case 7: return 4;
+        case 8: return 5;
+        case 9: return 6;
+        case 10: return 7;
+        case 12: return 9;
+        case 14: return 11;
+        default: return noLevel;
     }
 }
 
@@ -87,9 +78,8 @@ std::int32_t BranchChoice::overriddenBranch() const {
 
     char value[32];
     const std::int32_t length = readEnv(platform_, name, value, sizeof value);
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (length <= 0 || !isDigit(value[0])) return -1;
-    if (length == 2 && !isDigit(value[1])) return -1;
+    if (length <= 0) return -1;
+    // Two characters are a number, of any other length the first one is.
     const std::int32_t branch = digitsValue(value, length == 2 ? 2 : 1);
     return branch <= 11 && branch != 10 ? branch : -1;
 }

@@ -12,14 +12,10 @@ constexpr std::size_t bitsPerWord = 32;
 
 std::uint64_t neededState(SystemState state) {
     switch (state) {
-        case SystemState::none:
-            break;
-        case SystemState::avx:
-            return 0x6;  // XMM, upper halves of YMM
-        case SystemState::avx512:
-            return 0xE6;  // also masks, upper halves of ZMM, ZMM16-31
-        case SystemState::amx:
-            return 0x60000;  // tile configuration and data
+        case SystemState::none: break;
+        case SystemState::avx: return 0x6;      // XMM, upper halves of YMM
+        case SystemState::avx512: return 0xE6;  // also masks, upper halves of ZMM, ZMM16-31
+        case SystemState::amx: return 0x60000;  // tile configuration and data
     }
     return 0;
 }

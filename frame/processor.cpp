@@ -87,41 +87,32 @@ bool Processor::hasFeatures(const char* commaSeparatedNames) {
 }
 
 bool Processor::hasHardwareRandom() const {
-    return CpuidLeaves(platform_).bit(CpuidLeaf::basic1, CpuidRegister::ecx, 30);
+    return (platform_.cpuid(1, 0).ecx >> 30 & 1) != 0;
 }
 
 bool Processor::hasAesGenerator() const {
-    const CpuidLeaves leaves(platform_);
-    return leaves.bit(CpuidLeaf::basic1, CpuidRegister::edx, 26) &&
-           leaves.bit(CpuidLeaf::basic1, CpuidRegister::ecx, 25);
+    const CpuidRegisters leaf = platform_.cpuid(1, 0);
+    return (leaf.edx >> 26 & 1) != 0 && (leaf.ecx >> 25 & 1) != 0;
 }
 
 bool Processor::supportsLevel(std::int32_t level) {
     probe();
     switch (level) {
-        case 5:
-            return has(Feature::sse42);
-        case 6:
-            return has(Feature::avx);
+        case 5: return has(Feature::sse42);
+        case 6: return has(Feature::avx);
         case 7:
             return has(Feature::avx2) && has(Feature::fma) && has(Feature::bmi) &&
                    has(Feature::lzcnt) && has(Feature::pclmulqdq);
         case 9:
             return has(Feature::avx512f) && has(Feature::avx512dq) && has(Feature::avx512bw) &&
                    has(Feature::avx512vl);
-        case 11:
-            return has(Feature::avx512vnni);
-        case 12:
-            return has(Feature::avx512f) && has(Feature::vaes) && has(Feature::vpclmulqdq);
+        case 11: return has(Feature::avx512vnni);
+        case 12: return has(Feature::avx512f) && has(Feature::vaes) && has(Feature::vpclmulqdq);
         // Asked of CPUID itself, not of the feature words.
-        case 13:
-            return avx512Bf16_;
-        case 14:
-            return avx512Fp16_;
-        case 15:
-            return avxVnni_;
-        default:
-            return true;
+        case 13: return avx512Bf16_;
+        case 14: return avx512Fp16_;
+        case 15: return avxVnni_;
+        default: return true;
     }
 }
 

@@ -20,16 +20,11 @@ constinit std::atomic<ExitHook> exitHook{nullptr};
 
 void printReport(std::int32_t position, const char* name) {
     switch (position) {
-        case 1000:
-            return printMessage(0, 8, 1, name);
-        case 1001:
-            return printMessage(0, 9, 1, name);
-        case 1225:
-            return printMessage(0, 1225, 1, name);
-        case 1102:
-            return printMessage(0, 1102, 1, name);
-        default:
-            break;
+        case 1000: return printMessage(0, 8, 1, name);
+        case 1001: return printMessage(0, 9, 1, name);
+        case 1225: return printMessage(0, 1225, 1, name);
+        case 1102: return printMessage(0, 1102, 1, name);
+        default: break;
     }
     if (position > 0) return printMessage(0, 6, 2, position, name);
     // Negated without a sign, so that the smallest number has a result too.

@@ -82,24 +82,17 @@ bool Reproducibility::grants(std::int32_t word) {
 
 std::int32_t Reproducibility::ceiling() {
     switch (processor_.detectedLevel()) {
-        case 4:
-            return processor_.has(Feature::sse41) ? 7 : 6;
-        case 5:
-            return 8;
-        case 6:
-            return 9;
+        case 4: return processor_.has(Feature::sse41) ? 7 : 6;
+        case 5: return 8;
+        case 6: return 9;
         case 7:
-        case 15:
-            return 10;
-        case 9:
-            return 12;
+        case 15: return 10;
+        case 9: return 12;
         case 11:
         case 12:
         case 13:
-        case 14:
-            return 14;
-        default:
-            return 4;
+        case 14: return 14;
+        default: return 4;
     }
 }
 

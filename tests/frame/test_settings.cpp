@@ -1,0 +1,223 @@
+// Environment variables, thread counts and the topology behind them.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "frame/environment.h"
+#include "frame/platform/topology.h"
+#include "frame/settings.h"
+#include "frame/thread_settings.h"
+#include "tests/frame/made_up_platform.h"
+
+namespace korvan::test {
+namespace {
+
+using Environment = std::map<std::string, std::string>;
+
+// Settings of a process with this environment.
+struct Process : MadeUp {
+    explicit Process(const Environment& variables = {}) { environment = variables; }
+    ThreadSettings settings{platform};
+};
+
+TEST(Settings, ReaderOfVariables) {
+    MadeUp madeUp;
+    madeUp.environment = {{"FOUR", "1234"}, {"EMPTY", ""}, {"LANG", "de"}};
+    using Result = std::pair<std::int32_t, std::string>;
+    const auto read = [&](const char* name, std::int32_t size) {
+        char buffer[8] = "xxxxxxx";
+        const std::int32_t result = readEnv(madeUp.platform, name, buffer, size);
+        return Result(result, buffer);
+    };
+    EXPECT_EQ(read("FOUR", 5), Result(4, "1234"));
+    EXPECT_EQ(read("FOUR", 4), Result(-5, ""));
+    EXPECT_EQ(read("EMPTY", 8), Result(0, ""));
+    EXPECT_EQ(read("UNSET", 8), Result(0, ""));
+    EXPECT_EQ(read(nullptr, 8), Result(0, ""));
+    EXPECT_EQ(readEnv(madeUp.platform, "FOUR", nullptr, 0), -5);
+    madeUp.platform.restrictedEnvironment = true;
+    EXPECT_EQ(read("FOUR", 8), Result(0, ""));
+    EXPECT_EQ(read("LANG", 8), Result(2, "de"));
+}
+
+using Values = std::initializer_list<std::string>;
+
+void expectCell(std::int32_t ThreadCells::*cell, const char* variable, std::int32_t expected,
+                Values values) {
+    for (const std::string& value : values) {
+        Process process({{variable, value}});
+        EXPECT_EQ(process.settings.cells().*cell, expected) << variable << '=' << value;
+    }
+}
+
+TEST(Settings, Numbers) {
+    const auto huge = "99999999999999999999";
+    const auto omp = [](std::int32_t expected, Values values) {
+        expectCell(&ThreadCells::ompThreads, "OMP_NUM_THREADS", expected, values);
+        for (const std::string& value : values) {
+            Process process({{"QVX_NUM_THREADS", value}});
+            EXPECT_EQ(process.settings.cells().threads[domainAll], expected) << value;
+        }
+    };
+    omp(-1, {"", "0", "000", std::string(256, '5')});
+    omp(5, {"5", "005", std::string(254, '0') + "5"});
+    omp(1, {"abc", "-3", "4 ", " 4", "+4", "2,3", "\xFF"});
+    omp(INT32_MAX, {huge});
+    const auto stripes = &ThreadCells::stripes;
+    expectCell(stripes, "QVX_NUM_STRIPES", -1, {"", "x", "-2", "5x"});
+    expectCell(stripes, "QVX_NUM_STRIPES", 0, {"0"});
+    expectCell(stripes, "QVX_NUM_STRIPES", INT32_MAX, {huge});
+    const auto mpiLevel = &ThreadCells::mpiThreadLevel;
+    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", -1, {""});
+    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", 3, {"3"});
+    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", 0, {"0", "4", "x", "-1", huge});
+    const auto dynamic = &ThreadCells::dynamic;
+    expectCell(dynamic, "QVX_DYNAMIC", 0, {"FALSE", "false", " \t\"false' "});
+    expectCell(dynamic, "QVX_DYNAMIC", 1, {"", "False", "falsey", "0", "fal se", "\"\"", "TRUE"});
+    const auto verbose = [](std::int32_t expected, Values values) {
+        for (const std::string& value : values) {
+            EXPECT_EQ(Process({{"QVX_VERBOSE", value}}).settings.verbose(), expected) << value;
+        }
+    };
+    verbose(0, {"0", "", "3", "-1", "1 ", "0x", "1,", "yes", huge, "4294967297"});
+    verbose(1, {"1", "+1", "01", " 1"});
+    verbose(2, {"2", "0x2"});
+}
+
+TEST(Settings, DomainLists) {
+    const struct {
+        const char* value;
+        std::int32_t threads[domainCount];
+    } rows[] = {
+        {"QVX_DOMAIN_ALL=4, QVX_DOMAIN_VML=2", {4, -1, -1, 2, -1}},
+        {"\"QVX_DOMAIN_BLAS=3;QVX_DOMAIN_FFT=5:QVX_DOMAIN_PARDISO=7\"", {-1, 3, 5, -1, 7}},
+        {"QVX_DOMAIN_VML 2 QVX_DOMAIN_FFT = 6", {-1, -1, 6, 2, -1}},
+        {"QVX_DOMAIN_VML=2,QVX_DOMAIN_VML=3", {-1, -1, -1, 2, -1}},
+        {"QVX_DOMAIN_VML=0,QVX_DOMAIN_VML=3", {-1, -1, -1, 3, -1}},
+        {"QVX_DOMAIN_VML=x4,QVX_DOMAIN_FFT==3,QVX_DOMAIN_ALL= ,QVX_DOMAIN_BLAS", {1, 1, 1, 1, -1}},
+        {"QVX_DOMAIN_DFT=2,qvx_domain_vml=3,VML=4,QVX_DOMAIN_VMLX=5", {-1, -1, -1, -1, -1}},
+        {"=5,=,==;QVX_DOMAIN_VML=2", {-1, -1, -1, 2, -1}},
+        {" ,;:\"'", {-1, -1, -1, -1, -1}},
+    };
+    for (const auto& row : rows) {
+        Process process(Environment{{"QVX_DOMAIN_NUM_THREADS", row.value}});
+        const ThreadCells& cells = process.settings.cells();
+        EXPECT_TRUE(std::equal(cells.threads, cells.threads + domainCount, row.threads))
+            << row.value;
+    }
+}
+
+TEST(Settings, RanksPerNode) {
+    const char* pin = "ZORVEX_MPI_PIN_MAPPING";
+    const char* launcher = "ZORVEX_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE";
+    const char* local = "OMPI_COMM_WORLD_LOCAL_SIZE";
+    const std::pair<Environment, std::int32_t> rows[] = {
+        {{{"QVX_MPI_PPN", "4"}, {launcher, "8"}}, 4},
+        {{{"QVX_MPI_PPN", "0"}, {launcher, "4x"}, {local, "5"}, {"MPI_LOCALNRANKS", "3"}}, 5},
+        {{{"QVX_MPI_PPN", "-4"}, {local, "0x5"}, {"MPI_LOCALNRANKS", "3"}}, 3},
+        {{{pin, "2:0 0,1 1"}, {local, "3"}}, 2},
+        {{{launcher, "8"}, {pin, "2:"}}, 8},
+        {{{pin, "2"}, {local, "010"}}, 10},
+        {{{pin, "0:0"}}, -1},
+    };
+    for (const auto& [environment, ranks] : rows) {
+        EXPECT_EQ(Process(environment).settings.cells().ranksPerNode, ranks);
+    }
+}
+
+// 16 cores with two threads each, and a runtime that would give 24 threads.
+TEST(Settings, MaxThreads) {
+    const Environment domains = {{"QVX_DOMAIN_NUM_THREADS", "QVX_DOMAIN_ALL=4, QVX_DOMAIN_VML=2"}};
+    const Environment fixed = {{"QVX_DYNAMIC", "false"}};
+    const auto with = [](Environment base, const char* name, const char* value) {
+        base[name] = value;
+        return base;
+    };
+    const Environment ranks = {{"QVX_MPI_PPN", "4"}};
+    const Environment threaded = with(ranks, "ZORVEX_MPI_THREAD_LEVEL", "1");
+    const struct {
+        Environment environment;
+        std::int32_t domain, threads, threadsInsideParallel;
+    } rows[] = {
+        {{}, domainVml, 16, 1},
+        {fixed, domainVml, 24, 24},
+        {{{"QVX_NUM_THREADS", "5"}}, domainVml, 5, 1},
+        {{{"QVX_NUM_THREADS", "20"}}, domainAll, 16, 1},
+        {domains, domainVml, 2, 1},
+        {domains, domainFft, 4, 1},
+        {domains, 99, 4, 1},
+        {with(domains, "QVX_NUM_THREADS", "6"), domainBlas, 6, 1},
+        {{{"QVX_DOMAIN_NUM_THREADS", "QVX_DOMAIN_VML=2"}}, -1, 16, 1},
+        {ranks, domainVml, 1, 1},
+        {threaded, domainVml, 4, 1},
+        {with(threaded, "QVX_MPI_PPN", "32"), domainVml, 1, 1},
+        {with(ranks, "ZORVEX_MPI_THREAD_LEVEL", "0"), domainVml, 1, 1},
+        {with(ranks, "QVX_NUM_THREADS", "6"), domainVml, 6, 1},
+        {with(ranks, "OMP_NUM_THREADS", "7"), domainVml, 16, 1},
+    };
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        Process process(rows[i].environment);
+        EXPECT_EQ(process.settings.maxThreads(rows[i].domain), rows[i].threads) << i;
+        process.insideParallel = true;
+        EXPECT_EQ(process.settings.maxThreads(rows[i].domain), rows[i].threadsInsideParallel) << i;
+    }
+
+    Process process(threaded);
+    process.parallelThreads = 3;  // below the rank's share of 4
+    EXPECT_EQ(process.settings.maxThreads(domainVml), 3);
+    setThreadCountOfThisThread(77);
+    EXPECT_EQ(process.settings.maxThreads(domainVml), 77);
+    setThreadCountOfThisThread(0);
+    EXPECT_EQ(process.settings.maxThreads(domainVml), 3);
+}
+
+TEST(Settings, Topology) {
+    Process tuned;
+    tuned.topology = {2, 16, 32};
+    EXPECT_EQ(tuned.settings.cells().coresPerPackage, 8);
+    EXPECT_EQ(tuned.settings.cells().hyperThreading, 1);
+
+    Process other;
+    other.processor("OtherMakerXX", sse42Class);
+    EXPECT_EQ(other.settings.maxThreads(domainVml), 24);
+
+    Process unknown;
+    unknown.topology = {0, 0, 0};
+    EXPECT_EQ(unknown.settings.cells().topology.logicalCpus, 1);
+    EXPECT_EQ(unknown.settings.maxThreads(domainVml), 1);
+}
+
+// Two packages of two cores with two threads each, numbered as systems do: first threads first.
+TEST(Settings, TopologyFiles) {
+    const auto folder = std::filesystem::path(testing::TempDir()) / "korvan_topology";
+    const auto write = [&](int cpu, const char* file, const std::string& text) {
+        const auto path = folder / ("cpu" + std::to_string(cpu)) / "topology";
+        std::filesystem::create_directories(path);
+        std::ofstream(path / file) << text << '\n';
+    };
+    for (int cpu = 0; cpu < 8; ++cpu) {
+        write(cpu, cpu < 4 ? "core_cpus_list" : "thread_siblings_list",
+              std::to_string(cpu % 4) + "," + std::to_string(cpu % 4 + 4));
+        write(cpu, "physical_package_id", std::to_string(cpu / 2 % 2));
+    }
+    write(3, "physical_package_id", "-1");  // the hardware doesn't tell
+    write(2, "core_cpus_list", "");
+    using Counts = std::array<std::int32_t, 3>;
+    const auto count = [&](unsigned long mask) {
+        Topology t = {-1, -1, -1};
+        countTopology(folder.c_str(), &mask, 1, &t);
+        return Counts{t.packages, t.physicalCores, t.logicalCpus};
+    };
+    const Counts nothing = {-1, -1, -1};
+    EXPECT_EQ(count(0xF3), (Counts{2, 4, 6}));
+    EXPECT_EQ(count(0x11), (Counts{1, 1, 2}));
+    EXPECT_EQ(count(0x08), (Counts{1, 1, 1}));
+    EXPECT_EQ(count(0x04), nothing) << "a list without a number";
+    EXPECT_EQ(count(0x1F0), nothing) << "a processor without files";
+    EXPECT_EQ(count(0), nothing);
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace korvan::test
