@@ -50,8 +50,8 @@ void alignedFree(void* block) {
     service.free(block);
 }
 
-MemoryService::Access::Access(MemoryService& service, std::int32_t number)
-    : service_(service), number_(number) {
+MemoryService::Access::Access(MemoryService& owner, std::int32_t number)
+    : service_(owner), number_(number) {
     if (number_ != BlockHeader::cacheWithoutNumber) {
         serviceLock(lockOf(number_));
         return;

@@ -78,7 +78,8 @@ std::int32_t registerGenerator(const GeneratorProperties* properties) {
     const ServiceGuard guard(registrationLock);
     const std::int32_t row = rowCount.load(std::memory_order_relaxed);
     if (row == generatorTableRows) return RNG_NO_MEMORY;
-    registeredRows[row - builtInGenerators] = {*properties, 1, BitWords::refused, WordMap::other, Splitting::bound, nullptr};
+    registeredRows[row - builtInGenerators] = {
+        *properties, 1, BitWords::refused, WordMap::other, Splitting::bound, nullptr};
     rowCount.store(row + 1, std::memory_order_release);
     return (row + 1) << memberBits;
 }

@@ -1,0 +1,251 @@
+// Do all copies that this processor can run compute the same?  Compares every fill of every
+// generator and every kernel with those of the base copy: words, integers and states equal, reals
+// within a rounding.
+//
+// usage: copies_agree [COPY]       fails unless COPY is among the copies that ran
+//
+// Linked statically and without a test framework, so that it can also be the only program of an
+// emulated machine: as process 1 it finds its own console, and switches the machine off.
+#include <fcntl.h>
+#include <sys/reboot.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+#include <vector>
+
+#include "frame/branch.h"
+#include "frame/copy_set.h"
+#include "streams/generator_table.h"
+
+using namespace korvan;
+
+namespace {
+
+int failures = 0;
+
+// Line by line to the descriptor: a power-off loses what waits in a buffer.
+[[gnu::format(printf, 1, 2)]] void say(const char* format, ...) {
+    char line[256];
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(line, sizeof line - 1, format, arguments);
+    va_end(arguments);
+    const auto end = std::min(static_cast<std::size_t>(length), sizeof line - 2);
+    line[end] = '\n';
+    if (write(STDOUT_FILENO, line, end + 1) < 0) failures++;
+}
+
+// What a comparison is of, for the report of a failure.
+struct Place {
+    const char* copy;
+    const char* what;
+    GeneratorId generator;
+    std::int32_t n;
+};
+
+void fail(const Place& place, const char* how) {
+    if (++failures <= 20) {
+        say("DIFFERS: copy %s, %s, generator 0x%X, n %d: %s", place.copy, place.what,
+            static_cast<unsigned>(place.generator), place.n, how);
+    }
+}
+
+template <class T>
+bool areClose(T x, T y, int epsilons) {
+    if constexpr (std::is_integral_v<T>) {
+        return x == y;
+    } else {
+        return std::abs(x - y) <= static_cast<T>(epsilons) * std::numeric_limits<T>::epsilon();
+    }
+}
+
+// Sizes around vectors, groups of them and the generators' blocks, and past the parts of a fill.
+constexpr std::int32_t sizes[] = {1,  2,  3,  5,  7,   8,   9,   15,  16,  17,  31,  33,   63,
+                                  64, 65, 70, 97, 128, 129, 249, 251, 255, 623, 625, 1025, 2500};
+constexpr std::size_t guardElements = 4;
+
+// A twin of `stream`, for one fill.
+class Twin {
+  public:
+    explicit Twin(StreamHandle stream) { vslCopyStream(&handle_, stream); }
+    Twin(const Twin&) = delete;
+    Twin& operator=(const Twin&) = delete;
+    ~Twin() { vslDeleteStream(&handle_); }
+    operator StreamHandle() const { return handle_; }
+
+  private:
+    StreamHandle handle_ = nullptr;
+};
+
+bool haveEqualStates(StreamHandle x, StreamHandle y, const GeneratorProperties& row) {
+    const auto bytes = static_cast<std::size_t>(row.stateSize - STREAM_HEADER_BYTES);
+    return std::memcmp(x + 1, y + 1, bytes) == 0;
+}
+
+// Runs base(stream, n, r) and wide(stream, n, r) from `start` on, to arrays that are off any
+// vector's alignment and end in guards.  `units` is the number of T an element has.
+template <class T, class Fill>
+void compare(const Place& place, StreamHandle start, const GeneratorProperties& row, Fill base,
+             Fill wide, std::size_t units, int epsilons) {
+    const std::size_t count = static_cast<std::size_t>(place.n) * units;
+    T guard;
+    std::memset(&guard, 0xCA, sizeof guard);
+    std::vector<T> expected(1 + count + guardElements, guard), given = expected;
+    const Twin ofBase(start), ofWide(start);
+    const std::int32_t status = base(ofBase, place.n, expected.data() + 1);
+    if (wide(ofWide, place.n, given.data() + 1) != status) return fail(place, "status");
+    const auto differs = [&](std::size_t i) {
+        const bool inside = status >= 0 && i >= 1 && i <= count;
+        return inside ? !areClose(given[i], expected[i], epsilons)
+                      : std::memcmp(&given[i], &guard, sizeof guard) != 0;
+    };
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        if (differs(i)) return fail(place, i > count ? "wrote behind the array" : "elements");
+    }
+    if (!haveEqualStates(ofBase, ofWide, row)) fail(place, "the states left behind");
+}
+
+void compareFills(const CopySet& copy, const CopySet& base, StreamHandle start, std::int32_t n) {
+    const GeneratorId id = vslGetStreamStateBrng(start);
+    const auto rowOf = [id](const CopySet& set) -> const GeneratorProperties& {
+        return set.generators[(id >> 20) - 1].properties;
+    };
+    const GeneratorProperties &plain = rowOf(base), &wide = rowOf(copy);
+    const auto bits = [](const GeneratorProperties& row) {
+        return [fill = row.fillBits](StreamHandle s, std::int32_t count, std::uint32_t* r) {
+            return fill(s, count, r);
+        };
+    };
+    const auto doubles = [](const GeneratorProperties& row) {
+        return [fill = row.fillDouble](StreamHandle s, std::int32_t count, double* r) {
+            return fill(s, count, r, -3.0, 5.0);
+        };
+    };
+    const auto singles = [](const GeneratorProperties& row) {
+        return [fill = row.fillSingle](StreamHandle s, std::int32_t count, float* r) {
+            return fill(s, count, r, -3.0F, 5.0F);
+        };
+    };
+    const auto units = static_cast<std::size_t>(plain.wordBytes) / sizeof(std::uint32_t);
+    compare<std::uint32_t>({copy.name, "fillBits", id, n}, start, plain, bits(plain), bits(wide),
+                           units, 0);
+    compare<double>({copy.name, "fillDouble", id, n}, start, plain, doubles(plain), doubles(wide),
+                    1, 8);
+    compare<float>({copy.name, "fillSingle", id, n}, start, plain, singles(plain), singles(wide), 1,
+                   8);
+}
+
+// A kernel of either copy draws from the generator's fills of this process, so that what differs
+// is the kernel's.
+template <class T, class... Taken, class... Given>
+void compareKernel(const Place& place, StreamHandle start, const GeneratorProperties& row,
+                   std::int32_t (*base)(std::int32_t, StreamHandle, std::int32_t, T*, Taken...),
+                   std::int32_t (*wide)(std::int32_t, StreamHandle, std::int32_t, T*, Taken...),
+                   std::int32_t method, int epsilons, Given... parameters) {
+    const auto bound = [=](auto* kernel) {
+        return [=](StreamHandle s, std::int32_t n, T* r) {
+            return kernel(method, s, n, r, parameters...);
+        };
+    };
+    const bool rawWords = std::strcmp(place.what, "viRngUniformBits") == 0;
+    const auto units = rawWords ? static_cast<std::size_t>(row.wordBytes) / sizeof(T) : 1;
+    compare<T>(place, start, row, bound(base), bound(wide), units, epsilons);
+}
+
+void compareKernels(const CopySet& copy, const CopySet& base, StreamHandle start, std::int32_t n) {
+    const GeneratorId id = vslGetStreamStateBrng(start);
+    const GeneratorProperties& row = base.generators[(id >> 20) - 1].properties;
+#define KERNEL_CASE(kernel, method, epsilons, ...)                                           \
+    compareKernel({copy.name, #kernel, id, n}, start, row, base.kernel, copy.kernel, method, \
+                  epsilons __VA_OPT__(, ) __VA_ARGS__);
+#include "kernel_cases.def"
+#undef KERNEL_CASE
+}
+
+bool hasCase(const char* name) {
+    const char* const cases[] = {
+#define KERNEL_CASE(kernel, ...) #kernel,
+#include "kernel_cases.def"
+#undef KERNEL_CASE
+    };
+    return std::any_of(std::begin(cases), std::end(cases),
+                       [&](const char* known) { return std::strcmp(known, name) == 0; });
+}
+
+void checkThatKernelsHaveCases() {
+#define KORVAN_KERNEL(kernel) \
+    if (!hasCase(#kernel)) fail({"any", #kernel, 0, 0}, "no line in kernel_cases.def");
+#include "frame/kernels.def"
+#undef KORVAN_KERNEL
+}
+
+void compareCopy(const CopySet& copy, const CopySet& base) {
+    int generators = 0;
+    for (std::int32_t row = 0; row < builtInGenerators; ++row) {
+        const GeneratorId id = (row + 1) << 20;
+        StreamHandle start = nullptr;
+        if (id == GEN_NONDETERMINISTIC || !base.generators[row].properties.initStream) continue;
+        if (vslNewStream(&start, id, 3) < 0) continue;  // the abstract ones
+        ++generators;
+        for (const std::int32_t before : {0, 3}) {  // from a fresh state, and within a block
+            std::uint32_t drawn[64];
+            base.generators[row].properties.fillBits(start, before, drawn);
+            for (const std::int32_t n : sizes) {
+                compareFills(copy, base, start, n);
+                compareKernels(copy, base, start, n);
+            }
+        }
+        vslDeleteStream(&start);
+    }
+    say("copy %-6s  %d generators", copy.name, generators);
+}
+
+// Process 1 of a machine of its own has no console yet, and must not end.
+void openConsole() {
+    mkdir("/dev", 0755);
+    mknod("/dev/console", S_IFCHR | 0600, makedev(5, 1));
+    const int console = open("/dev/console", O_RDWR);
+    if (console >= 0) {
+        for (int descriptor = 0; descriptor <= 2; ++descriptor) dup2(console, descriptor);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool ownsMachine = getpid() == 1;
+    if (ownsMachine) openConsole();
+    const CopySet& base = copySetOfBranch(0);
+    const CopySet* last = &base;
+    say("branch %d, copy %s", vslGetBranchNumber(), vslGetCopyName());
+    checkThatKernelsHaveCases();
+    // A kernel hands its own unknown arguments on, before the one that is meant.
+    const char* wanted = argc < 2 ? base.name : argv[argc - 1];
+    bool found = std::strcmp(base.name, wanted) == 0;
+    for (std::int32_t branch = 1; branch <= 11; ++branch) {
+        const CopySet& copy = copySetOfBranch(branch);
+        if (&copy == last) continue;
+        last = &copy;
+        compareCopy(copy, base);
+        if (std::strcmp(copy.name, wanted) == 0) found = true;
+    }
+    if (!found) {
+        ++failures;
+        say("this processor can't run the copy %s", wanted);
+    }
+    say("copies_agree: %s, %d differences", failures == 0 ? "passed" : "FAILED", failures);
+    if (ownsMachine) {
+        sleep(1);  // the serial port empties
+        reboot(RB_POWER_OFF);
+        for (;;) pause();
+    }
+    return failures == 0 ? 0 : 1;
+}
