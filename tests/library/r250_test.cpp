@@ -18,7 +18,7 @@ const R250State& stateOfStream(StreamHandle stream) {
 }
 
 TEST(R250, WordsFollowTheRecurrenceFromTheSeedWords) {
-    for (const std::size_t n : {1, 249, 250, 999, 1000, 1001, 20000}) {
+    for (const std::size_t n : {1u, 249u, 250u, 999u, 1000u, 1001u, 20000u}) {
         Words words = seedWords();
         words.resize(250);  // the others have no effect
         const Words drawn = drawWords(Stream(GEN_R250, seedWords()), n);
