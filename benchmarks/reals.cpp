@@ -21,6 +21,16 @@ void addLimit(const char* group) {
     });
 }
 
+template <class Real>
+void addRescaledCopy(const char* group) {
+    addRow<Real>(group, "limit: plain copy with the rescaling", [] {
+        return [source = std::make_shared<std::vector<Real>>(recordedNumbers), low = Real{0},
+                scale = Real{2}](Real* r, int n) {
+            copyRecorded(source->data(), r, n, [=](Real w) { return (w - low) * scale + 1; });
+        };
+    });
+}
+
 }  // namespace
 
 void addRealRows() {
@@ -37,6 +47,16 @@ void addRealRows() {
             };
         });
     }
+    addAbstractRow<double>(
+        "doubles", "abstract", vslNewAbstractStreamDouble,
+        [](StreamHandle stream, int n, double* r) { vdRngUniform(0, stream, n, r, 1, 3); }, 0.0,
+        1.0);
+    addAbstractRow<float>(
+        "singles", "abstract", vslNewAbstractStreamSingle,
+        [](StreamHandle stream, int n, float* r) { vsRngUniform(0, stream, n, r, 1, 3); }, 0.0f,
+        1.0f);
+    addRescaledCopy<double>("doubles");
+    addRescaledCopy<float>("singles");
     addRow<double>("doubles", "accurate MCG31m1", [] {
         return [stream = newStream(GEN_MCG31)](double* r, int n) {
             vdRngUniform(METHOD_UNIFORM_ACCURATE, stream.get(), n, r, 0, 1);

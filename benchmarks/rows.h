@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -39,6 +40,35 @@ inline std::shared_ptr<StreamRecord> newStream(GeneratorId id) {
     StreamHandle stream = nullptr;
     if (vslNewStream(&stream, id, 777) != RNG_OK) return nullptr;
     return {stream, [](StreamHandle s) { vslDeleteStream(&s); }};
+}
+
+// Numbers in an abstract stream's buffer.
+inline constexpr std::size_t recordedNumbers = 4096;
+
+// An abstract stream whose callback has nothing to do: the numbers are there.  `fill` draws from
+// it.
+template <class T, class Create, class Fill, class... Bounds>
+void addAbstractRow(const std::string& group, const std::string& name, Create create, Fill fill,
+                    Bounds... bounds) {
+    addRow<T>(group, name, [=] {
+        auto buffer = std::make_shared<std::vector<T>>(recordedNumbers);
+        StreamHandle stream = nullptr;
+        create(&stream, static_cast<std::int32_t>(recordedNumbers), buffer->data(), bounds...,
+               [](StreamHandle, std::int32_t*, T*, std::int32_t*, std::int32_t* nmax,
+                  std::int32_t*) { return *nmax; });
+        std::shared_ptr<StreamRecord> owner(stream, [](StreamHandle s) { vslDeleteStream(&s); });
+        return [owner, buffer, fill](T* r, int n) { fill(owner.get(), n, r); };
+    });
+}
+
+// The same work without a stream.
+template <class T, class Map>
+[[gnu::noipa]] void copyRecorded(const T* source, T* r, int n, Map map) {
+    for (int done = 0; done < n;) {
+        const int count = std::min(n - done, static_cast<int>(recordedNumbers));
+        for (int i = 0; i < count; ++i) r[done + i] = map(source[i]);
+        done += count;
+    }
 }
 
 struct NamedGenerator {

@@ -1,8 +1,11 @@
 // Raw words: ours, and the peers' loops that do the same work.
+#include <Random123/ars.h>
 #include <Random123/philox.h>
 #include <gsl/gsl_rng.h>
+#include <immintrin.h>
 
 #include <boost/random/mersenne_twister.hpp>
+#include <cstring>
 #include <random>
 
 #include "rows.h"
@@ -58,6 +61,39 @@ void philoxRandom123(Word* r, int n, r123::Philox4x32::ctr_type& counter) {
     for (; i < n; ++i) r[i] = block.v[i & 3];
 }
 
+#if R123_USE_AES_NI
+using Ars5 = r123::ARS1xm128i_R<5>;
+
+// One block after the other in the registers that the instructions work on: the fastest loop that
+// its interface allows.
+void ars5Random123(Word* r, int n, Ars5::ctr_type& counter) {
+    const Ars5::key_type key = {{r123m128i(_mm_set_epi32(0, 0, 0, 777))}};
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const auto block = Ars5()(counter, key);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(r + i), block.v[0].m);
+        counter.incr();
+    }
+    const auto block = Ars5()(counter, key);
+    std::memcpy(r + i, &block, static_cast<std::size_t>(n - i) * sizeof(Word));
+}
+#endif
+
+#ifdef __RDRND__
+[[gnu::target("rdrnd")]] void rdrandLoop(Word* r, int n) {
+    int i = 0;
+    for (unsigned long long pair; i + 2 <= n; i += 2) {
+        while (!_rdrand64_step(&pair)) {
+        }
+        std::memcpy(r + i, &pair, sizeof pair);
+    }
+    if (i < n) {
+        while (!_rdrand32_step(r + i)) {
+        }
+    }
+}
+#endif
+
 template <class Engine>
 void addEngine(const char* name) {
     addRow<Word>("words", name, [] {
@@ -89,6 +125,23 @@ void addWordRows() {
             };
         });
     }
+    addAbstractRow<Word>(
+        "words", "abstract", vslNewAbstractStreamInteger,
+        [](StreamHandle stream, int n, Word* r) { viRngUniformBits(0, stream, n, r); });
+    addRow<Word>("words", "limit: plain copy", [] {
+        return [source = std::make_shared<std::vector<Word>>(recordedNumbers)](Word* r, int n) {
+            copyRecorded(source->data(), r, n, [](Word w) { return w; });
+        };
+    });
+#if R123_USE_AES_NI
+    addRow<Word>("words", "peer Random123 ARS, 5 rounds", [] {
+        return
+            [counter = Ars5::ctr_type{}](Word* r, int n) mutable { ars5Random123(r, n, counter); };
+    });
+#endif
+#ifdef __RDRND__
+    addRow<Word>("words", "limit: rdrand, 64 bits a time", [] { return rdrandLoop; });
+#endif
     addRow<Word>("words", "peer Random123 philox4x32", [] {
         return [counter = r123::Philox4x32::ctr_type{}](Word* r, int n) mutable {
             philoxRandom123(r, n, counter);

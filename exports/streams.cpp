@@ -3,6 +3,7 @@
 
 #include "exports/entry.h"
 #include "frame/branch.h"
+#include "generators/abstract.h"
 #include "streams/generator_table.h"
 #include "streams/stream_record.h"
 
@@ -20,6 +21,28 @@ std::int32_t onStream(const char* name, const StreamRecord* stream, Operation op
 
 std::int32_t reportRefusedGenerator(const char* name, std::int32_t status) {
     return status == RNG_BAD_GENERATOR ? refuse(name, 2, status) : status;
+}
+
+// What the three abstract kinds have in common; `lastPosition` is the callback's.
+template <class Number, class Callback>
+std::int32_t checkAbstract(const char* name, const StreamHandle* stream, std::int32_t size,
+                           const Number* buffer, ParameterTest bounds, Callback callback,
+                           std::int32_t lastPosition) {
+    if (!stream) return refuse(name, 1, RNG_NULL_POINTER);
+    const ParameterTest tests[] = {{size < 1, 2}, {!buffer, 3}, bounds, {!callback, lastPosition}};
+    for (const ParameterTest& test : tests) {
+        if (test.failed) return refuse(name, test.position, RNG_BAD_ARGUMENT);
+    }
+    return RNG_OK;
+}
+
+template <class Real, class Callback>
+std::int32_t newAbstractReal(const char* name, GeneratorId id, StreamHandle* stream,
+                             std::int32_t size, Real* buffer, Real a, Real b, Callback callback) {
+    const auto status = checkAbstract(name, stream, size, buffer, {a >= b, 4}, callback, 6);
+    if (status < 0) return status;
+    const AbstractRealSeed<Real, Callback> seed{&size, buffer, &a, &b, callback};
+    return newAbstractStream(stream, id, &seed);
 }
 
 }  // namespace
@@ -71,6 +94,27 @@ std::int32_t vslSkipAheadStream(StreamHandle stream, std::int64_t nskip) {
 
 std::int32_t vslGetStreamStateBrng(StreamHandle stream) {
     return onStream("vslGetStreamStateBrng", stream, [&] { return stream->generatorId; });
+}
+
+std::int32_t vslNewAbstractStreamInteger(StreamHandle* stream, std::int32_t size,
+                                         std::uint32_t* buffer, AbstractIntegerCallback callback) {
+    const auto status =
+        checkAbstract("vslNewAbstractStreamInteger", stream, size, buffer, {false, 0}, callback, 4);
+    if (status < 0) return status;
+    const AbstractIntegerSeed seed{&size, buffer, callback};
+    return newAbstractStream(stream, GEN_ABSTRACT_INTEGER, &seed);
+}
+
+std::int32_t vslNewAbstractStreamDouble(StreamHandle* stream, std::int32_t size, double* buffer,
+                                        double a, double b, AbstractDoubleCallback callback) {
+    return newAbstractReal("vslNewAbstractStreamDouble", GEN_ABSTRACT_DOUBLE, stream, size, buffer,
+                           a, b, callback);
+}
+
+std::int32_t vslNewAbstractStreamSingle(StreamHandle* stream, std::int32_t size, float* buffer,
+                                        float a, float b, AbstractSingleCallback callback) {
+    return newAbstractReal("vslNewAbstractStreamSingle", GEN_ABSTRACT_SINGLE, stream, size, buffer,
+                           a, b, callback);
 }
 
 std::int32_t vslGetNumRegBrngs(void) {

@@ -21,12 +21,6 @@ std::int32_t branchNumber() {
 std::int32_t level() {
     return choice.level();
 }
-bool hasHardwareRandom() {
-    return processor.hasHardwareRandom();
-}
-bool hasAesGenerator() {
-    return processor.hasAesGenerator();
-}
 bool isTunedVendor() {
     return processor.isTunedVendor();
 }

@@ -15,12 +15,6 @@ std::int32_t branchNumber();
 // 9 AVX-512. A forced branch number leaves it alone.
 std::int32_t level();
 
-// Has the rdrand instruction, whatever the settings say.
-bool hasHardwareRandom();
-
-// Has SSE2 and the AES instructions, whatever the settings say.
-bool hasAesGenerator();
-
 // Made by one of the makers whose processors the kernels are measured and tuned on.
 bool isTunedVendor();
 

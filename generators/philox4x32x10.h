@@ -4,16 +4,17 @@
 // 1, 2, 3, SC11 (2011).
 #pragma once
 
+#include "generators/block_counter.h"
 #include "streams/stream_record.h"
 
 namespace korvan {
 
 struct PhiloxState {
     std::uint32_t key[2];
-    std::uint32_t counter[4];  // little-endian; the next block to compute
-    std::uint32_t leftover;    // words of the last block not given yet: the last ones of buffer
-    std::uint32_t buffer[4];   // the last block, computed from counter - 1
-    std::uint32_t spare;       // 0
+    BlockCounter counter;     // the next block to compute
+    std::uint32_t leftover;   // words of the last block not given yet: the last ones of buffer
+    std::uint32_t buffer[4];  // the last block, computed from counter - 1
+    std::uint32_t spare;      // 0
 };
 static_assert(sizeof(StreamRecord) + sizeof(PhiloxState) == 64);
 
@@ -22,9 +23,12 @@ inline constexpr std::uint32_t philoxMultiplier0 = 0xD2511F53, philoxMultiplier1
 inline constexpr std::uint32_t philoxWeyl0 = 0x9E3779B9, philoxWeyl1 = 0xBB67AE85;
 
 // The words of the block of a counter.
-[[gnu::always_inline]] inline void philoxBlock(const std::uint32_t* counter,
-                                               const std::uint32_t* key, std::uint32_t* words) {
-    std::uint32_t c0 = counter[0], c1 = counter[1], c2 = counter[2], c3 = counter[3];
+[[gnu::always_inline]] inline void philoxBlock(BlockCounter counter, const std::uint32_t* key,
+                                               std::uint32_t* words) {
+    auto c0 = static_cast<std::uint32_t>(counter.low);
+    auto c1 = static_cast<std::uint32_t>(counter.low >> 32);
+    auto c2 = static_cast<std::uint32_t>(counter.high);
+    auto c3 = static_cast<std::uint32_t>(counter.high >> 32);
     std::uint32_t k0 = key[0], k1 = key[1];
     for (int round = 0; round < philoxRounds; ++round) {
         const std::uint64_t p0 = static_cast<std::uint64_t>(philoxMultiplier0) * c0;
@@ -40,16 +44,6 @@ inline constexpr std::uint32_t philoxWeyl0 = 0x9E3779B9, philoxWeyl1 = 0xBB67AE8
     words[1] = c1;
     words[2] = c2;
     words[3] = c3;
-}
-
-// counter += blocks, modulo 2^128.
-[[gnu::always_inline]] inline void philoxAdvance(std::uint32_t* counter, std::uint64_t blocks) {
-    std::uint64_t carry = blocks & 0xFFFFFFFF;
-    for (int word = 0; word < 4; ++word) {
-        carry += counter[word];
-        counter[word] = static_cast<std::uint32_t>(carry);
-        carry = (carry >> 32) + (word == 0 ? blocks >> 32 : 0);
-    }
 }
 
 }  // namespace korvan

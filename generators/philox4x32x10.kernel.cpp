@@ -11,37 +11,15 @@
 namespace korvan::KORVAN_COPY {
 namespace {
 
-struct Counter {
-    std::uint64_t low, high;
-
-    HWY_INLINE Counter plus(std::uint64_t blocks) const {
-        const std::uint64_t sum = low + blocks;
-        return {sum, high + (sum < low ? 1 : 0)};
-    }
-};
-
-HWY_INLINE std::uint64_t joined(const std::uint32_t* words) {
-    return words[0] | static_cast<std::uint64_t>(words[1]) << 32;
-}
-
-HWY_INLINE void split(Counter counter, std::uint32_t* words) {
-    words[0] = static_cast<std::uint32_t>(counter.low);
-    words[1] = static_cast<std::uint32_t>(counter.low >> 32);
-    words[2] = static_cast<std::uint32_t>(counter.high);
-    words[3] = static_cast<std::uint32_t>(counter.high >> 32);
-}
-
 #if HWY_TARGET == HWY_SCALAR
 
 // Gives elements i .. end - 1, i < end, from the blocks of `counter` on; leaves the last block in
 // `last`, and the counter behind it.
 template <class Sink>
-HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Counter& counter,
+HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, BlockCounter& counter,
                           const std::uint32_t* key, std::uint32_t* last) {
     for (; i < end; i += 4) {
-        std::uint32_t input[4];
-        split(counter, input);
-        philoxBlock(input, key, last);
+        philoxBlock(counter, key, last);
         putWords(sink, i, last, end - i < 4 ? end - i : 4);
         counter = counter.plus(1);
     }
@@ -77,10 +55,10 @@ struct Blocks {
     HWY_INLINE Blocks() {}
     // Lane 2k holds counter + k, lane 2k + 1 counter + wideLanes / 2 + k: then interleaving the
     // 64-bit halves of the results gives the blocks in order.
-    HWY_INLINE explicit Blocks(Counter counter) {
+    HWY_INLINE explicit Blocks(BlockCounter counter) {
         alignas(64) std::uint64_t low[wideLanes], high[wideLanes];
         for (std::size_t lane = 0; lane < wideLanes; ++lane) {
-            const Counter own = counter.plus(lane / 2 + lane % 2 * (wideLanes / 2));
+            const BlockCounter own = counter.plus(lane / 2 + lane % 2 * (wideLanes / 2));
             low[lane] = own.low;
             high[lane] = own.high;
         }
@@ -88,7 +66,7 @@ struct Blocks {
         set(hn::Load(tag, low), hn::Load(tag, high));
     }
     // The same where no low half wraps.
-    HWY_INLINE Blocks(Counter counter, WideVector offsets) {
+    HWY_INLINE Blocks(BlockCounter counter, WideVector offsets) {
         const WideTag tag;
         set(hn::Add(hn::Set(tag, counter.low), offsets), hn::Set(tag, counter.high));
     }
@@ -134,12 +112,12 @@ struct Blocks {
 
 // 4 * wideLanes * registers words from the block of `counter` on, to sink's elements from i.
 template <std::size_t registers, class Sink>
-HWY_INLINE void putGroup(const Sink& sink, std::size_t i, Counter counter, const RoundKeys& keys,
-                         WideVector offsets) {
+HWY_INLINE void putGroup(const Sink& sink, std::size_t i, BlockCounter counter,
+                         const RoundKeys& keys, WideVector offsets) {
     Blocks group[registers];
     const bool wraps = counter.low > ~(registers * wideLanes);
     for (std::size_t k = 0; k < registers; ++k) {
-        const Counter own = counter.plus(k * wideLanes);
+        const BlockCounter own = counter.plus(k * wideLanes);
         group[k] = wraps ? Blocks(own) : Blocks(own, offsets);
     }
     for (int round = 0; round < philoxRounds; ++round) {
@@ -151,7 +129,7 @@ HWY_INLINE void putGroup(const Sink& sink, std::size_t i, Counter counter, const
 // Gives elements i .. end - 1, i < end, from the blocks of `counter` on; leaves the last block in
 // `last`, and the counter behind it.
 template <class Sink>
-HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Counter& counter,
+HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, BlockCounter& counter,
                           const std::uint32_t* key, std::uint32_t* last) {
     constexpr std::size_t groupBlocks = registersInFlight * wideLanes;
     const RoundKeys keys(key);
@@ -185,12 +163,12 @@ HWY_INLINE std::int32_t fill(StreamHandle stream, std::int32_t n, const Sink& si
     state.leftover = static_cast<std::uint32_t>(waiting - taken);
     if (taken == total) return RNG_OK;
 
-    Counter counter{joined(state.counter), joined(state.counter + 2)};
+    BlockCounter counter = state.counter;
     const std::uint32_t key[2] = {state.key[0], state.key[1]};
     std::uint32_t last[4] = {};
     putBlocks(sink, taken, total, counter, key, last);
     state.leftover = static_cast<std::uint32_t>(taken - total) & 3;
-    split(counter, state.counter);
+    state.counter = counter;
     for (std::size_t k = 0; k < 4; ++k) state.buffer[k] = last[k];
     return RNG_OK;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/memory.h"
+#include "streams/attachments.h"
 #include "streams/generator_table.h"
 #include "streams/stream_record.h"
 
@@ -21,6 +22,16 @@ std::size_t stateBytes(const GeneratorRow& row) {
 
 StreamHandle allocateRecord(const GeneratorRow& row) {
     return static_cast<StreamHandle>(alignedAlloc(recordSize(row), recordAlignment));
+}
+
+std::int32_t createStream(StreamHandle* stream, GeneratorId id, const GeneratorRow& row,
+                          std::int32_t n, const std::uint32_t* params) {
+    const StreamHandle record = allocateRecord(row);
+    *stream = record;
+    if (!record) return RNG_NO_MEMORY;
+    *record = {
+        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
+    return row.properties.initStream(OP_SEED, record, n, params);
 }
 
 // The bytes that vslCopyStreamState moves: the tabled count, kept inside both records.
@@ -65,15 +76,18 @@ std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,
     const bool unreadable = n > 0 && !params && id < firstRegisteredId;
     if (!stream || unreadable) return RNG_NULL_POINTER;
 
-    const StreamHandle record = allocateRecord(*row);
-    *stream = record;
-    if (!record) return RNG_NO_MEMORY;
-    *record = {
-        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
-    return row->properties.initStream(OP_SEED, record, n, params);
+    return createStream(stream, id, *row, n, params);
+}
+
+std::int32_t newAbstractStream(StreamHandle* stream, GeneratorId id, const void* seed) {
+    const auto* params = static_cast<const std::uint32_t*>(seed);
+    const std::int32_t status = createStream(stream, id, *findGenerator(id), 0, params);
+    if (status < 0 && *stream) deleteStream(stream);
+    return status;
 }
 
 std::int32_t deleteStream(StreamHandle* stream) {
+    releaseAttachments(*stream);
     (*stream)->validity = 0;
     alignedFree(*stream);
     *stream = nullptr;
@@ -88,7 +102,7 @@ std::int32_t copyStream(StreamHandle* stream, const StreamRecord* source) {
     if (!*stream) return RNG_NO_MEMORY;
     std::memcpy(*stream, source, recordSize(*row));
     (*stream)->attachments = 0;
-    return RNG_OK;
+    return copyAttachments(*stream, source);
 }
 
 std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* source) {
@@ -102,7 +116,8 @@ std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* sourc
         if (status < 0) return status;
     }
     copyStateBytes(destination, source, bytes);
-    return RNG_OK;
+    releaseAttachments(destination);
+    return copyAttachments(destination, source);
 }
 
 std::int32_t leapfrogStream(StreamHandle stream, std::int32_t k, std::int32_t nstreams) {

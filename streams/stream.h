@@ -13,6 +13,9 @@ std::int32_t validateStream(const StreamRecord* stream);
 
 std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,
                        const std::uint32_t* params);
+// A stream of an abstract generator from the record that its seeding takes; null after a failure.
+std::int32_t newAbstractStream(StreamHandle* stream, GeneratorId id, const void* seed);
+
 std::int32_t deleteStream(StreamHandle* stream);
 std::int32_t copyStream(StreamHandle* stream, const StreamRecord* source);
 std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* source);

@@ -34,6 +34,18 @@ std::uint64_t xgetbv(std::uint32_t index) {
     return (static_cast<std::uint64_t>(high) << 32) | low;
 }
 
+std::uint64_t timeStamp() {
+    return __builtin_ia32_rdtsc();
+}
+
+// Written out for the same reason.
+template <typename Word>
+bool readRandom(Word* word) {
+    bool succeeded = false;
+    __asm__ volatile("rdrand %0\n\tsetc %1" : "=r"(*word), "=qm"(succeeded) : : "cc");
+    return succeeded;
+}
+
 std::uint32_t threadLocale() {
     // The order in which POSIX looks for the language of messages.
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
@@ -85,6 +97,9 @@ constinit const Platform systemPlatformRecord = {
     .restrictedEnvironment = false,
     .cpuid = cpuid,
     .xgetbv = xgetbv,
+    .timeStamp = timeStamp,
+    .readRandomPair = readRandom<std::uint64_t>,
+    .readRandomWord = readRandom<std::uint32_t>,
     .readTopology = readSystemTopology,
     .threadLocale = threadLocale,
     .readMessage = readMessageFile,

@@ -32,6 +32,14 @@ struct Platform {
     // Only to be called where CPUID tells that the system has enabled the instruction (OSXSAVE).
     std::uint64_t (*xgetbv)(std::uint32_t index);
 
+    // The processor's time stamp counter.
+    std::uint64_t (*timeStamp)();
+
+    // The random number instruction, only to be called where CPUID reports it: 64 or 32 bits, or
+    // false and 0 when the source has none ready.
+    bool (*readRandomPair)(std::uint64_t* words);
+    bool (*readRandomWord)(std::uint32_t* word);
+
     // Counts the processors; false leaves `*topology` as it was.
     bool (*readTopology)(Topology* topology);
 

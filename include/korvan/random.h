@@ -152,7 +152,8 @@ KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng,
 KORVAN_RANDOM_API int32_t vslDeleteStream(StreamHandle* stream);
 
 /* Makes an exact twin of source at *stream: the same generator, position and attachments.
- * RNG_NO_MEMORY: *stream is null. */
+ * RNG_NO_MEMORY: *stream is null, or, if only the attachments found no room, a stream without
+ * them that is to be deleted. */
 KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle source);
 
 /* Copies source's state over that of destination, which keeps its generator.
@@ -160,7 +161,8 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
  * What is copied is seedWords * wordBytes bytes, as the generator table tells, and never more
  * than either record holds.  That can be less than the whole state: the multiplier of a
  * leapfrogged stream, or words that wait in a buffer, may stay behind.  For an exact twin use
- * vslCopyStream.
+ * vslCopyStream.  What distributions keep on the streams is copied whole, and replaces what
+ * destination had; RNG_NO_MEMORY: destination keeps none of it.
  *
  * RNG_STREAMS_INCOMPATIBLE: the generators differ, and no stream of destination's generator
  * could be in the copied state; nothing was changed. */
@@ -193,6 +195,64 @@ KORVAN_RANDOM_API int32_t vslRegisterBrng(const GeneratorProperties* properties)
 /* Copies the generator's row to *properties.  A failure is reported under the name
  * vslRegisterBrng.  A generator that this version doesn't contain has null routines. */
 KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProperties* properties);
+
+/* ---- Abstract streams -------------------------------------------------------------------
+ *
+ * An abstract stream hands out numbers of the caller's own, so that every distribution can draw
+ * from them: words (GEN_ABSTRACT_INTEGER), doubles or singles.  The numbers stand in a circular
+ * buffer of the caller's, and a callback refills it.  A new stream takes the buffer for empty and
+ * begins with a call of the callback.
+ *
+ * The callback writes new numbers to buffer[*index], buffer[*index + 1], ..., going on at
+ * buffer[0] behind buffer[*size - 1], and returns how many: from 1 to *nmax, and better not below
+ * *nmin, since it is called again for what is missing.  Numbers above *nmin wait for later fills.
+ * It may keep what it needs beside the buffer, whose address tells streams apart.  What it writes
+ * to size, nmin, nmax and index has no effect.  While it runs its stream isn't live: every
+ * function refuses it with RNG_BAD_STREAM.
+ *
+ * A fill draws from the waiting numbers first.  Besides RNG_OK it returns
+ *   RNG_ABSTRACT_WRONG_TYPE   the stream holds another type of numbers; laws that draw reals
+ *                             can't run on words
+ *   RNG_NULL_POINTER          the stream lost its buffer: vslCopyStreamState brought the
+ *                             attachments or the position of a stream that doesn't fit it
+ *   RNG_ABSTRACT_BAD_UPDATE   the callback returned a negative number, or more than *nmax
+ *   RNG_ABSTRACT_NO_NUMBERS   the callback returned 0
+ * and a failed fill leaves the stream's position, though not the buffer, as it was.
+ *
+ * Reals are moved from the bounds of the buffer's numbers to those of the fill: w becomes
+ * (w - a) s + a', with s = (b' - a') / (b - a), in the precision of the stream.  A number outside
+ * [a, b) is moved alike, and comes out outside the fill's interval.
+ *
+ * vslCopyStream makes a twin with a position of its own in the *same* buffer and with the same
+ * callback: numbers that wait come out of both, but as soon as one of them refills, those that
+ * the other one hasn't read yet are overwritten.  Leapfrogging and skipping are refused. */
+
+typedef int32_t (*AbstractIntegerCallback)(StreamHandle stream, int32_t* size, uint32_t* buffer,
+                                           int32_t* nmin, int32_t* nmax, int32_t* index);
+typedef int32_t (*AbstractDoubleCallback)(StreamHandle stream, int32_t* size, double* buffer,
+                                          int32_t* nmin, int32_t* nmax, int32_t* index);
+typedef int32_t (*AbstractSingleCallback)(StreamHandle stream, int32_t* size, float* buffer,
+                                          int32_t* nmin, int32_t* nmax, int32_t* index);
+
+/* Makes a stream over a buffer of `size` numbers, which must outlive the stream, as buffer and
+ * callback must those that vslCopyStream makes of it.  Tested in this order, and reported:
+ *   stream null     RNG_NULL_POINTER, position 1
+ *   size below 1    RNG_BAD_ARGUMENT, position 2
+ *   buffer null     RNG_BAD_ARGUMENT, position 3
+ *   a >= b          RNG_BAD_ARGUMENT, position 4: the bounds of the numbers, a NaN passes
+ *   callback null   RNG_BAD_ARGUMENT, its position
+ * A refusal leaves *stream as it was; RNG_NO_MEMORY, unreported, sets it to null.
+ * Two threads must not use the new stream at once, and nothing but the callback may write to the
+ * buffer during a fill. */
+KORVAN_RANDOM_API int32_t vslNewAbstractStreamInteger(StreamHandle* stream, int32_t size,
+                                                      uint32_t* buffer,
+                                                      AbstractIntegerCallback callback);
+KORVAN_RANDOM_API int32_t vslNewAbstractStreamDouble(StreamHandle* stream, int32_t size,
+                                                     double* buffer, double a, double b,
+                                                     AbstractDoubleCallback callback);
+KORVAN_RANDOM_API int32_t vslNewAbstractStreamSingle(StreamHandle* stream, int32_t size,
+                                                     float* buffer, float a, float b,
+                                                     AbstractSingleCallback callback);
 
 /* ---- The copy in use --------------------------------------------------------------------- */
 

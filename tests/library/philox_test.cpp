@@ -1,5 +1,6 @@
 // Philox4x32-10 against published and recomputed blocks, and where its counter and its waiting
 // words go.
+#include <algorithm>
 #include <cstring>
 
 #include "support.h"
@@ -64,63 +65,6 @@ TEST(Philox, CounterStandsOnTheNextUnusedBlock) {
         EXPECT_EQ(positionOf(filled).counter0, (n + 3) / 4) << n;
         EXPECT_EQ(positionOf(filled).leftover, (0 - n) & 3) << n;
         EXPECT_EQ(stateBytes(filled), stateBytes(skipped)) << n;  // the buffer too
-    }
-}
-
-// The long skip lands on the same words as repeated 64-bit ones; at a block's end it leaves the
-// whole next block waiting.
-TEST(Philox, LongSkipsEqualRepeatedOnes) {
-    GeneratorProperties row;
-    ASSERT_EQ(vslGetBrngProperties(philox, &row), RNG_OK);
-    const auto skipWords = [&](StreamHandle stream, std::vector<std::uint64_t> count) {
-        const auto n = static_cast<std::int32_t>(count.size());
-        return row.initStream(OP_SKIPAHEAD_WORDS, stream, n,
-                              reinterpret_cast<const std::uint32_t*>(count.data()));
-    };
-    for (const std::uint64_t low : {1ull, 2ull, 3ull, 4ull, 5ull, 1001ull, ~0ull, ~0ull - 2}) {
-        for (const std::size_t before : {0, 1, 3}) {
-            Stream wide(philox, Words{7, 8, ~0u, ~0u, 5}), twice(wide);
-            if (before) drawWords(wide, before), drawWords(twice, before);
-            ASSERT_EQ(skipWords(wide, {low, 0, 0}), RNG_OK);
-            ASSERT_EQ(vslSkipAheadStream(twice, static_cast<std::int64_t>(low)), RNG_OK);
-            EXPECT_EQ(drawWords(wide, 50), drawWords(twice, 50)) << low << " after " << before;
-
-            // 2^64 + low: as 2^63 twice, and low.
-            Stream far(wide);
-            ASSERT_EQ(skipWords(wide, {low, 1}), RNG_OK);
-            ASSERT_EQ(vslSkipAheadStream(far, INT64_MIN), RNG_OK);
-            ASSERT_EQ(vslSkipAheadStream(far, INT64_MIN), RNG_OK);
-            ASSERT_EQ(vslSkipAheadStream(far, static_cast<std::int64_t>(low)), RNG_OK);
-            EXPECT_EQ(drawWords(wide, 50), drawWords(far, 50)) << low << " after " << before;
-        }
-    }
-    // 2^128 words are 2^126 blocks; 2^130 are the whole period.
-    Stream quarter(philox), start(philox), whole(philox);
-    ASSERT_EQ(skipWords(quarter, {0, 0, 1}), RNG_OK);
-    EXPECT_EQ(drawWords(quarter, 8), drawWords(Stream(philox, Words{1, 0, 0, 0, 0, 1u << 30}), 8));
-    ASSERT_EQ(skipWords(whole, {0, 0, 4}), RNG_OK);
-    EXPECT_EQ(positionOf(whole).leftover, 4u);
-    EXPECT_EQ(drawWords(whole, 9), drawWords(start, 9));
-    const auto unmoved = stateBytes(start);
-    ASSERT_EQ(skipWords(start, {0, 0, 0}), RNG_OK);
-    ASSERT_EQ(skipWords(start, {}), RNG_OK);
-    EXPECT_EQ(stateBytes(start), unmoved);
-}
-
-// word 0x80000000 gives a, word 0 the middle; singles never go through double.
-TEST(Philox, RealsAreCentred) {
-    Stream stream(philox, 4), twin(philox, 4), third(philox, 4);
-    const std::size_t n = 4096;
-    const Words words = drawWords(stream, n);
-    std::vector<double> doubles(n);
-    std::vector<float> singles(n);
-    ASSERT_EQ(vdRngUniform(0, twin, n, doubles.data(), 0, 1), RNG_OK);
-    ASSERT_EQ(vsRngUniform(0, third, n, singles.data(), 0, 1), RNG_OK);
-    for (std::size_t i = 0; i < n; ++i) {
-        const auto word = static_cast<std::int32_t>(words[i]);
-        ASSERT_EQ(doubles[i], word * 0x1p-32 + 0.5);  // exact: no rounding on [0, 1)
-        const float scaled = static_cast<float>(word) * 0x1p-32f;
-        ASSERT_EQ(singles[i], scaled + 0.5f);
     }
 }
 

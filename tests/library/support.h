@@ -63,7 +63,8 @@ inline std::vector<unsigned char> stateBytes(StreamHandle stream) {
 // Rows of a comma-separated file under tests/data, without comments and the line of names.
 std::vector<std::vector<std::string>> readTable(const std::string& file);
 
-// Every built-in generator that this version contains: the first member of each row.
+// Every built-in generator that this version contains, the processor can run and vslNewStream
+// makes: the first member of each row.
 std::vector<GeneratorId> presentGenerators();
 
 }  // namespace korvan::testing

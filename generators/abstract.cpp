@@ -1,0 +1,98 @@
+#include "generators/abstract.h"
+
+#include <cstring>
+
+#include "frame/memory.h"
+#include "generators/generators.h"
+#include "streams/attachments.h"
+
+namespace korvan {
+namespace {
+
+// Hangs the binding on the stream, in place of one that it may have.
+std::int32_t bind(StreamHandle stream, const AbstractBinding& binding) {
+    void* payload = alignedAlloc(sizeof binding, recordAlignment);
+    if (!payload) return RNG_NO_MEMORY;
+    std::memcpy(payload, &binding, sizeof binding);
+    detachByTag(stream, tagAbstractBinding);
+    const std::int32_t status =
+        attach(stream, tagAbstractBinding, nullptr, payload, sizeof binding);
+    if (status < 0) alignedFree(payload);
+    return status;
+}
+
+template <class Seed>
+std::int32_t bind(StreamHandle stream, const Seed& seed) {
+    return bind(stream, {.generator = stream->generatorId,
+                         .size = *seed.size,
+                         .buffer = seed.buffer,
+                         .callback = reinterpret_cast<void (*)()>(seed.callback)});
+}
+
+AbstractPosition emptyBuffer(std::int32_t size) {
+    return {.size = size, .position = 0, .free = size};
+}
+
+std::int32_t seedStream(StreamHandle stream, const AbstractIntegerSeed& seed) {
+    stateOf<AbstractIntegerState>(stream) = {.at = emptyBuffer(*seed.size), .spare = {}};
+    return bind(stream, seed);
+}
+
+template <class Real, class Callback>
+std::int32_t seedStream(StreamHandle stream, const AbstractRealSeed<Real, Callback>& seed) {
+    auto& state = stateOf<AbstractRealState<Real>>(stream);
+    state = {.at = emptyBuffer(*seed.size), .bounds = {}, .spare = {}};
+    std::memcpy(state.bounds, seed.lowBound, sizeof(Real));
+    std::memcpy(state.bounds + sizeof(Real), seed.highBound, sizeof(Real));
+    return bind(stream, seed);
+}
+
+template <class Seed>
+std::int32_t init(std::int32_t op, StreamHandle stream, const std::uint32_t* params) {
+    switch (op) {
+        case OP_SEED:
+            if (!params) return RNG_NULL_POINTER;
+            return seedStream(stream, *reinterpret_cast<const Seed*>(params));
+        case OP_LEAPFROG: return RNG_NO_LEAPFROG;
+        case OP_SKIPAHEAD: return RNG_NO_SKIP_AHEAD;
+        case OP_SKIPAHEAD_WORDS: return RNG_NO_SKIP_AHEAD_EX;
+        default: return RNG_UNKNOWN_OPERATION;
+    }
+}
+
+template <class Real>
+bool isRealState(const StreamRecord* stream) {
+    const auto& state = stateOf<AbstractRealState<Real>>(stream);
+    return state.at.isPossible() && !(state.bound(0) >= state.bound(1));
+}
+
+}  // namespace
+
+std::int32_t abstractIntegerInit(std::int32_t op, StreamHandle stream, std::int32_t,
+                                 const std::uint32_t* params) {
+    return init<AbstractIntegerSeed>(op, stream, params);
+}
+
+std::int32_t abstractDoubleInit(std::int32_t op, StreamHandle stream, std::int32_t,
+                                const std::uint32_t* params) {
+    return init<AbstractDoubleSeed>(op, stream, params);
+}
+
+std::int32_t abstractSingleInit(std::int32_t op, StreamHandle stream, std::int32_t,
+                                const std::uint32_t* params) {
+    return init<AbstractSingleSeed>(op, stream, params);
+}
+
+bool abstractIntegerIsState(const StreamRecord* stream) {
+    return stateOf<AbstractIntegerState>(stream).at.isPossible();
+}
+
+bool abstractDoubleIsState(const StreamRecord* stream) {
+    return isRealState<double>(stream);
+}
+
+bool abstractSingleIsState(const StreamRecord* stream) {
+    return isRealState<float>(stream);
+}
+
+}  // namespace korvan

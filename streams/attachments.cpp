@@ -1,0 +1,133 @@
+#include "streams/attachments.h"
+
+#include <cstring>
+
+#include "frame/memory.h"
+#include "streams/stream_record.h"
+
+namespace korvan {
+namespace {
+
+StreamAttachment* headOf(const StreamRecord* stream) {
+    return reinterpret_cast<StreamAttachment*>(static_cast<std::uintptr_t>(stream->attachments));
+}
+
+void setHead(StreamHandle stream, StreamAttachment* head) {
+    stream->attachments = reinterpret_cast<std::uintptr_t>(head);
+}
+
+void push(StreamHandle stream, StreamAttachment* node) {
+    node->next = headOf(stream);
+    setHead(stream, node);
+}
+
+StreamAttachment* allocateNode() {
+    return static_cast<StreamAttachment*>(alignedAlloc(sizeof(StreamAttachment), recordAlignment));
+}
+
+void release(StreamAttachment* node) {
+    if (node->key.isNone() || sharedBlocks().release(node->key, node->payload)) {
+        alignedFree(node->payload);
+    }
+    alignedFree(node);
+}
+
+// Puts the node's payload into the table, or replaces it by its equal there.
+void share(StreamAttachment* node) {
+    void* block = sharedBlocks().joinOrAdd(node->key, node->tag, node->size, node->payload);
+    if (block == node->payload) return;
+    // Compared without the lock: the node holds the block by now.
+    if (block && std::memcmp(block, node->payload, node->size) == 0) {
+        alignedFree(node->payload);
+        node->payload = block;
+        return;
+    }
+    if (block && sharedBlocks().release(node->key, block)) alignedFree(block);
+    node->key = {};
+}
+
+// A block of its own, with the bytes of source's; null without memory.
+void* copyOfPayload(const StreamAttachment& source) {
+    void* copy = alignedAlloc(source.size, recordAlignment);
+    if (copy) std::memcpy(copy, source.payload, source.size);
+    return copy;
+}
+
+// Null without memory.
+StreamAttachment* copyOf(const StreamAttachment& source) {
+    StreamAttachment* node = allocateNode();
+    if (!node) return nullptr;
+    *node = source;
+    if (!node->key.isNone() && sharedBlocks().join(node->key, node->payload)) return node;
+    node->key = {};
+    // A payload of no bytes has no block, and that isn't for want of memory.
+    node->payload = copyOfPayload(source);
+    if (node->payload || source.size == 0) return node;
+    alignedFree(node);
+    return nullptr;
+}
+
+}  // namespace
+
+void* findAttachment(const StreamRecord* stream, std::uint32_t tag) {
+    for (const StreamAttachment* node = headOf(stream); node; node = node->next) {
+        if (node->tag == tag) return node->payload;
+    }
+    return nullptr;
+}
+
+std::uint32_t attachmentCount(const StreamRecord* stream) {
+    std::uint32_t count = 0;
+    for (const StreamAttachment* node = headOf(stream); node; node = node->next) ++count;
+    return count;
+}
+
+std::int32_t attach(StreamHandle stream, std::uint32_t tag, const AttachmentKey* key, void* payload,
+                    std::uint32_t size) {
+    StreamAttachment* node = allocateNode();
+    if (!node) return RNG_NO_MEMORY;
+    *node = {.tag = tag, .size = size, .payload = payload, .next = nullptr, .key = {}};
+    if (key && !key->isNone() && payload) {
+        node->key = *key;
+        share(node);
+    }
+    push(stream, node);
+    return RNG_OK;
+}
+
+void detachByTag(StreamHandle stream, std::uint32_t tag) {
+    StreamAttachment* head = headOf(stream);
+    for (StreamAttachment** link = &head; *link;) {
+        StreamAttachment* node = *link;
+        if (node->tag != tag) {
+            link = &node->next;
+            continue;
+        }
+        *link = node->next;
+        release(node);
+    }
+    setHead(stream, head);
+}
+
+void releaseAttachments(StreamHandle stream) {
+    for (StreamAttachment* node = headOf(stream); node;) {
+        StreamAttachment* next = node->next;
+        release(node);
+        node = next;
+    }
+    stream->attachments = 0;
+}
+
+std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source) {
+    for (const StreamAttachment* from = headOf(source); from; from = from->next) {
+        StreamAttachment* node = copyOf(*from);
+        if (!node) {
+            releaseAttachments(destination);
+            return RNG_NO_MEMORY;
+        }
+        push(destination, node);
+    }
+    return RNG_OK;
+}
+
+}  // namespace korvan
