@@ -58,9 +58,12 @@ void record(const char* path) {
 // the buffer comes first, so that the rest is found behind it.
 struct Recording {
     double buffer[256];
-    File file;
+    std::FILE* file;
 
-    explicit Recording(const char* path) : buffer{}, file(open(path, "r")) {}
+    explicit Recording(const char* path) : buffer{}, file(open(path, "r").release()) {}
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
+    ~Recording() { std::fclose(file); }
 
     Stream stream() {
         StreamHandle stream;
@@ -72,7 +75,7 @@ struct Recording {
     // As many numbers as there is room for; fewer, or none, at the recording's end.
     static std::int32_t readMore(StreamHandle, std::int32_t* size, double* buffer, std::int32_t*,
                                  std::int32_t* nmax, std::int32_t* index) {
-        std::FILE* file = reinterpret_cast<Recording*>(buffer)->file.get();
+        std::FILE* file = reinterpret_cast<Recording*>(buffer)->file;
         std::int32_t count = 0;
         while (count < *nmax && std::fscanf(file, "%lf", &buffer[(*index + count) % *size]) == 1) {
             ++count;

@@ -23,6 +23,7 @@
 
 #include "frame/branch.h"
 #include "frame/copy_set.h"
+#include "frame/parallel_loops.h"
 #include "streams/generator_table.h"
 
 using namespace korvan;
@@ -189,15 +190,20 @@ void checkThatKernelsHaveCases() {
 #undef KORVAN_KERNEL
 }
 
+// Left out: the hardware's words, and streams over a caller's own numbers.
+bool hasSequence(GeneratorId id) {
+    return id != GEN_NONDETERMINISTIC && id != GEN_ABSTRACT_INTEGER && id != GEN_ABSTRACT_DOUBLE &&
+           id != GEN_ABSTRACT_SINGLE;
+}
+
 void compareCopy(const CopySet& copy, const CopySet& base) {
     int generators = 0;
     for (std::int32_t row = 0; row < builtInGenerators; ++row) {
         const GeneratorId id = (row + 1) << 20;
         StreamHandle start = nullptr;
-        if (id == GEN_NONDETERMINISTIC || !base.generators[row].properties.initStream) continue;
-        if (id >= GEN_ABSTRACT_INTEGER && id <= GEN_ABSTRACT_SINGLE) continue;  // the caller's
+        if (!base.generators[row].properties.initStream || !hasSequence(id)) continue;
         if (vslNewStream(&start, id, 3) < 0) {
-            fail({copy.name, "vslNewStream", id, 0}, "refused");
+            fail({copy.name, "vslNewStream", id, 0}, "no stream");
             continue;
         }
         ++generators;
@@ -212,6 +218,25 @@ void compareCopy(const CopySet& copy, const CopySet& base) {
         vslDeleteStream(&start);
     }
     say("copy %-6s  %d generators", copy.name, generators);
+}
+
+// The loop service on the stand-in for the OpenMP runtime, which runs everything on one thread.
+void checkLoops() {
+    std::int32_t order[5] = {}, done = 0;
+    struct Record {
+        std::int32_t *order, *done;
+    } record{order, &done};
+    const ParallelWork note = [](std::int32_t index, std::int32_t, std::int32_t, void* context) {
+        const auto& r = *static_cast<Record*>(context);
+        r.order[index] = ++*r.done;
+    };
+    for (const auto loop : {qvx_vsl_serv_threader_for, qvx_vsl_serv_threader_for_ordered}) {
+        done = 0;
+        loop(5, 0, &record, note);
+        for (std::int32_t i = 0; i < 5; ++i) {
+            if (order[i] != i + 1) fail({"any", "parallel loop", 0, i}, "order");
+        }
+    }
 }
 
 // Process 1 of a machine of its own has no console yet, and must not end.
@@ -233,6 +258,7 @@ int main(int argc, char** argv) {
     const CopySet* last = &base;
     say("branch %d, copy %s", vslGetBranchNumber(), vslGetCopyName());
     checkThatKernelsHaveCases();
+    checkLoops();
     // A kernel hands its own unknown arguments on, before the one that is meant.
     const char* wanted = argc < 2 ? base.name : argv[argc - 1];
     bool found = std::strcmp(base.name, wanted) == 0;

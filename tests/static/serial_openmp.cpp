@@ -1,9 +1,10 @@
-// Stands in for the OpenMP runtime where a program must be linked statically: one thread, no
-// parallel regions.  It has what the library enters (frame/platform/openmp_runtime.h and
-// frame/parallel_loops.cpp), no more; a missing function shows at link time.
-#include "frame/platform/openmp_runtime.h"
-
+// Stands in for the OpenMP runtime where a program must be linked statically: one thread, and every
+// parallel region runs on it.  It has what the library enters, no more; a missing function shows at
+// link time.
+//
+// The library asks whether it may fork and is told no, so that nothing of a real fork is needed.
 #include <cstdint>
+#include <cstdlib>
 
 extern "C" {
 
@@ -13,46 +14,66 @@ int omp_in_parallel(void) {
 int omp_get_max_threads(void) {
     return 1;
 }
-int omp_get_thread_num(void) {
-    return 0;
-}
 int omp_get_num_threads(void) {
     return 1;
 }
-
-using Int = std::int32_t;
-
-Int __kmpc_global_thread_num(const void*) {
+int omp_get_thread_num(void) {
     return 0;
 }
-Int __kmpc_ok_to_fork(const void*) {
+
+std::int32_t __kmpc_global_thread_num(const void*) {
     return 0;
 }
-// Not reached, since no fork is allowed.
-void __kmpc_push_num_threads(const void*, Int, Int) {}
-void __kmpc_fork_call(const void*, Int, void*, ...) {
-    __builtin_trap();
+std::int32_t __kmpc_ok_to_fork(const void*) {
+    return 0;
 }
-void __kmpc_serialized_parallel(const void*, Int) {}
-void __kmpc_end_serialized_parallel(const void*, Int) {}
-// The only thread's share is the whole range, as it was given.
-void __kmpc_for_static_init_4(const void*, Int, Int, Int*, Int*, Int*, Int*, Int, Int) {}
-void __kmpc_for_static_fini(const void*, Int) {}
-void __kmpc_barrier(const void*, Int) {}
+void __kmpc_push_num_threads(const void*, std::int32_t, std::int32_t) {
+    std::abort();
+}
+void __kmpc_fork_call(const void*, std::int32_t, void (*)(std::int32_t*, std::int32_t*, ...), ...) {
+    std::abort();
+}
+void __kmpc_serialized_parallel(const void*, std::int32_t) {}
+void __kmpc_end_serialized_parallel(const void*, std::int32_t) {}
+void __kmpc_barrier(const void*, std::int32_t) {}
+void __kmpc_ordered(const void*, std::int32_t) {}
+void __kmpc_end_ordered(const void*, std::int32_t) {}
 
-static Int dispatchedLower, dispatchedUpper;
-void __kmpc_dispatch_init_4(const void*, Int, Int, Int lower, Int upper, Int, Int) {
-    dispatchedLower = lower;
-    dispatchedUpper = upper;
+// The bounds come in as the whole range, which is this thread's share.
+void __kmpc_for_static_init_4(const void*, std::int32_t, std::int32_t, std::int32_t* isLast,
+                              std::int32_t*, std::int32_t*, std::int32_t*, std::int32_t,
+                              std::int32_t) {
+    *isLast = 1;
 }
-Int __kmpc_dispatch_next_4(const void*, Int, Int*, Int* lower, Int* upper, Int*) {
-    if (dispatchedLower > dispatchedUpper) return 0;
-    *lower = dispatchedLower;
-    *upper = dispatchedUpper;
-    dispatchedLower = dispatchedUpper + 1;
+void __kmpc_for_static_fini(const void*, std::int32_t) {}
+
+}  // extern "C"
+
+namespace {
+
+// The range of the ordered loop that is running, until it is handed out.
+struct {
+    std::int32_t lower, upper;
+    bool isWaiting;
+} range;
+
+}  // namespace
+
+extern "C" {
+
+void __kmpc_dispatch_init_4(const void*, std::int32_t, std::int32_t, std::int32_t lower,
+                            std::int32_t upper, std::int32_t, std::int32_t) {
+    range = {lower, upper, true};
+}
+std::int32_t __kmpc_dispatch_next_4(const void*, std::int32_t, std::int32_t* isLast,
+                                    std::int32_t* lower, std::int32_t* upper, std::int32_t*) {
+    if (!range.isWaiting) return 0;
+    range.isWaiting = false;
+    *isLast = 1;
+    *lower = range.lower;
+    *upper = range.upper;
     return 1;
 }
-void __kmpc_dispatch_fini_4(const void*, Int) {}
-void __kmpc_ordered(const void*, Int) {}
-void __kmpc_end_ordered(const void*, Int) {}
-}
+void __kmpc_dispatch_fini_4(const void*, std::int32_t) {}
+
+}  // extern "C"
