@@ -26,7 +26,7 @@ bool isTunedVendor() {
 }
 
 bool processorHasFeature(const char* lowerCaseName) {
-    return processor.hasFeature(lowerCaseName);
+    return processor.hasFeatures(lowerCaseName);
 }
 
 bool processorHasFeatures(const char* commaSeparatedNames) {

@@ -18,7 +18,7 @@ std::int32_t level();
 // Made by one of the makers whose processors the kernels are measured and tuned on.
 bool isTunedVendor();
 
-// Has a feature, by its lower-case name in features.def or by "bmi2"; false for any other name.
+// Has a feature, by its lower-case name in features.def; false for a name that isn't there.
 bool processorHasFeature(const char* lowerCaseName);
 
 // Has all features of a comma-separated list, such as "avx2,fma,bmi". An empty list asks nothing.

@@ -6,7 +6,6 @@
 #include "frame/messages.h"
 #include "frame/reporter.h"
 #include "frame/scrambled_name.h"
-#include "frame/service_lock.h"
 
 namespace korvan {
 namespace {
@@ -49,21 +48,12 @@ std::int32_t branchOfLevel(std::int32_t level) {
 }  // namespace
 
 std::int32_t BranchChoice::branchNumber() {
-    std::int32_t branch = branch_.load(std::memory_order_acquire);
-    if (branch != -1) return branch;
-    branch = overriddenBranch();
-    if (branch == -1) {
-        if (!computeLevel()) return 0;
-        branch = computedBranch_.load(std::memory_order_acquire);
-    }
-    branch_.store(branch, std::memory_order_release);
-    return branch;
+    overrideRead_.run([this] { override_ = overriddenBranch(); });
+    return override_ != -1 ? override_ : computed().branch;
 }
 
 std::int32_t BranchChoice::level() {
-    const std::int32_t level = level_.load(std::memory_order_acquire);
-    if (level != -1) return level;
-    return computeLevel() ? level_.load(std::memory_order_acquire) : 0;
+    return computed().level;
 }
 
 // The branch number that the environment forces, -1 for none.
@@ -80,51 +70,41 @@ std::int32_t BranchChoice::overriddenBranch() const {
     const std::int32_t length = readEnv(platform_, name, value, sizeof value);
     if (length <= 0) return -1;
     // Two characters are a number, of any other length the first one is.
-    const std::int32_t branch = digitsValue(value, length == 2 ? 2 : 1);
+    const std::int32_t branch = digitsValue({value, length == 2 ? 2U : 1U});
     return branch <= 11 && branch != 10 ? branch : -1;
 }
 
-// Computes what isn't known yet; false on a processor below the minimum.
-bool BranchChoice::computeLevel() {
-    bool errorFlag = false;
-    {
-        const ServiceGuard guard(lock_);
-        if (level_.load(std::memory_order_relaxed) != -1) return true;
-        const std::int32_t level = levelForMode(reproducibility_.get(1), &errorFlag);
-        if (!errorFlag) {
-            computedBranch_.store(branchOfLevel(level), std::memory_order_release);
-            // Compatible code is told from the SSE3 class by its branch number alone.
-            level_.store(level == 1 ? 2 : level, std::memory_order_release);
-        }
-    }
-    if (errorFlag) fatalExit(1);
-    return !errorFlag;
+const BranchChoice::Result& BranchChoice::computed() {
+    computed_.run([this] {
+        const std::int32_t level = levelForMode(reproducibility_.get(1));
+        isBelowMinimum_ = level < 0;
+        if (isBelowMinimum_) return;
+        // Compatible code is told from the SSE3 class by its branch number alone.
+        result_ = {branchOfLevel(level), level == 1 ? 2 : level};
+    });
+    if (isBelowMinimum_) fatalExit(1);
+    return result_;
 }
 
-std::int32_t BranchChoice::levelForMode(std::int32_t mode, bool* errorFlag) {
-    if (mode == reproducibilityNotSet || mode == reproducibilityAuto) {
-        return detectLevel(errorFlag);
-    }
+std::int32_t BranchChoice::levelForMode(std::int32_t mode) {
+    if (mode == reproducibilityNotSet || mode == reproducibilityAuto) return detectLevel();
     const std::int32_t limit = processor_.instructionLimit();
     const std::int32_t level = foldedLevel(requestedLevel(mode));
     if (level < 0) {
         printMessage(0, modeRefused, 0);
-        return detectLevel(errorFlag);
+        return detectLevel();
     }
     // The limit's code and the class are numbers of different scales; that they are compared, and
     // the code is taken for a class, is how the limit acts on a pinned mode.
-    if (limit >= 0 && level > limit && !processor_.supportsLevel(limit)) {
-        return detectLevel(errorFlag);
-    }
-    return level;
+    const bool isLimited = limit >= 0 && level > limit && !processor_.supportsLevel(limit);
+    return isLimited ? detectLevel() : level;
 }
 
-std::int32_t BranchChoice::detectLevel(bool* errorFlag) {
+std::int32_t BranchChoice::detectLevel() {
     const std::int32_t level = processor_.detectedLevel();
     if (level >= 0) return foldedLevel(level);
     printMessage(0, minimumNotMet, 0);
     printMessage(0, minimumIsSse3, 0);
-    *errorFlag = true;
     return -1;
 }
 

@@ -1,9 +1,9 @@
 // The choice of the compiled copy: from the override, the reproducibility mode, or the processor.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
+#include "frame/one_time.h"
 #include "frame/platform/platform.h"
 #include "frame/processor.h"
 #include "frame/reproducibility.h"
@@ -21,22 +21,27 @@ class BranchChoice {
     std::int32_t branchNumber();
     std::int32_t level();
 
-    // The class for a reproducibility mode, refinements folded. Sets `*errorFlag` where the
-    // processor is below the minimum.
-    std::int32_t levelForMode(std::int32_t mode, bool* errorFlag);
+    // The class for a reproducibility mode, refinements folded; -1, with two messages printed,
+    // where a processor below the minimum would have to choose it.
+    std::int32_t levelForMode(std::int32_t mode);
 
   private:
+    struct Result {
+        std::int32_t branch, level;
+    };
+
     std::int32_t overriddenBranch() const;
-    bool computeLevel();
-    std::int32_t detectLevel(bool* errorFlag);
+    const Result& computed();
+    std::int32_t detectLevel();
 
     const Platform& platform_;
     Processor& processor_;
     Reproducibility& reproducibility_;
-    std::atomic<std::int32_t> lock_{0};
-    std::atomic<std::int32_t> branch_{-1};          // as chosen
-    std::atomic<std::int32_t> computedBranch_{-1};  // without the override
-    std::atomic<std::int32_t> level_{-1};
+    OneTime overrideRead_;
+    std::int32_t override_ = -1;
+    OneTime computed_;
+    bool isBelowMinimum_ = false;
+    Result result_ = {0, 0};
 };
 
 }  // namespace korvan

@@ -1,5 +1,7 @@
 #include "frame/environment.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 
@@ -23,14 +25,6 @@ bool mayRead(const Platform& platform, const char* name) {
     return false;
 }
 
-// The value of a digit, a large number for any other character.
-std::int32_t digitOf(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return 99;
-}
-
 }  // namespace
 
 std::int32_t readEnv(const Platform& platform, const char* name, char* buffer, std::int32_t size) {
@@ -52,41 +46,21 @@ std::int32_t readEnv(const char* name, char* buffer, std::int32_t size) {
     return readEnv(systemPlatform(), name, buffer, size);
 }
 
-std::int32_t digitsValue(const char* text, std::int32_t length) {
-    if (length <= 0) return -1;
+std::int32_t digitsValue(std::string_view text) {
+    if (text.empty()) return -1;
     std::int64_t value = 0;
-    for (std::int32_t i = 0; i < length; ++i) {
-        if (text[i] < '0' || text[i] > '9') return -1;
-        value = value * 10 + (text[i] - '0');
-        if (value > maxValue) value = maxValue;
+    for (const char c : text) {
+        if (c < '0' || c > '9') return -1;
+        value = std::min(value * 10 + (c - '0'), maxValue);
     }
     return static_cast<std::int32_t>(value);
 }
 
 std::int32_t parseInteger(const char* text, std::int32_t base, const char** end) {
-    const char* p = text;
-    while (isBlank(*p) || (*p >= '\n' && *p <= '\r')) ++p;
-    const bool negative = *p == '-';
-    if (*p == '-' || *p == '+') ++p;
-    if (base == 0) {
-        base = *p == '0' ? 8 : 10;
-        if (*p == '0' && (p[1] == 'x' || p[1] == 'X') && digitOf(p[2]) < 16) {
-            base = 16;
-            p += 2;
-        }
-    }
-    const char* first = p;
-    std::int64_t value = 0;
-    for (; digitOf(*p) < base; ++p) {
-        value = value * base + digitOf(*p);
-        if (value > maxValue) value = maxValue;
-    }
-    *end = p == first ? text : p;
-    return static_cast<std::int32_t>(negative ? -value : value);
-}
-
-bool isBlank(char c) {
-    return c == ' ' || c == '\t';
+    char* stop = nullptr;
+    const std::int64_t value = std::strtoll(text, &stop, base);
+    *end = stop;
+    return static_cast<std::int32_t>(std::clamp(value, minValue, maxValue));
 }
 
 }  // namespace korvan

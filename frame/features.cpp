@@ -1,14 +1,12 @@
 #include "frame/features.h"
 
 #include <cstring>
+#include <iterator>
 
 #include "frame/environment.h"
 
 namespace korvan {
 namespace {
-
-constexpr std::uint32_t extendedBase = 0x80000000;
-constexpr std::size_t bitsPerWord = 32;
 
 std::uint64_t neededState(SystemState state) {
     switch (state) {
@@ -18,6 +16,47 @@ std::uint64_t neededState(SystemState state) {
         case SystemState::amx: return 0x60000;  // tile configuration and data
     }
     return 0;
+}
+
+// The leaves of CPUID that the table names. One that the processor lacks is all zeros: asked for
+// it, some processors answer with another leaf.
+class CpuidLeaves {
+  public:
+    explicit CpuidLeaves(const Platform& platform) {
+        // In the order of CpuidLeaf.
+        static constexpr struct {
+            std::uint32_t number, subleaf;
+        } leaves[] = {{0, 0},    {1, 0},    {7, 0},          {7, 1},
+                      {0x14, 0}, {0x19, 0}, {0x80000001, 0}, {0x80000008, 0}};
+        for (std::size_t i = 1; i < std::size(leaves); ++i) {
+            const auto [number, subleaf] = leaves[i];
+            const std::uint32_t last = platform.cpuid(number & 0x80000000, 0).eax;
+            // Only leaf 7 is asked for a sub-leaf; its first one tells the last one.
+            if (number > last || (subleaf > 0 && subleaf > leaves_[i - 1].eax)) continue;
+            leaves_[i] = platform.cpuid(number, subleaf);
+        }
+    }
+
+    bool bit(CpuidLeaf leaf, CpuidRegister reg, std::uint32_t number) const {
+        const CpuidRegisters& r = leaves_[static_cast<std::size_t>(leaf)];
+        const std::uint32_t registers[] = {r.eax, r.ebx, r.ecx, r.edx};
+        return (registers[static_cast<std::size_t>(reg)] >> number & 1) != 0;
+    }
+
+  private:
+    CpuidRegisters leaves_[static_cast<std::size_t>(CpuidLeaf::count)] = {};
+};
+
+// Calls `visit(row)` for every name of a comma-separated list, with null for a name that the table
+// doesn't hold. Empty names are skipped.
+template <typename Visit>
+void forEachNamed(const char* list, Visit visit) {
+    while (*list != '\0') {
+        const std::size_t length = std::strcspn(list, ",");
+        if (length > 0) visit(findFeature(list, length));
+        list += length;
+        if (*list == ',') ++list;
+    }
 }
 
 }  // namespace
@@ -30,63 +69,29 @@ const FeatureRow* findFeature(const char* lowerCaseName, std::size_t length) {
     return nullptr;
 }
 
-CpuidLeaves::CpuidLeaves(const Platform& platform) {
-    const auto read = [&](CpuidLeaf leaf, std::uint32_t number, std::uint32_t subleaf) {
-        leaves_[static_cast<std::size_t>(leaf)] = platform.cpuid(number, subleaf);
-    };
-    const std::uint32_t last = platform.cpuid(0, 0).eax;
-    if (last >= 1) read(CpuidLeaf::basic1, 1, 0);
-    if (last >= 7) read(CpuidLeaf::basic7, 7, 0);
-    const std::uint32_t lastSubleaf = leaves_[static_cast<std::size_t>(CpuidLeaf::basic7)].eax;
-    if (lastSubleaf >= 1) read(CpuidLeaf::basic7sub1, 7, 1);
-    if (last >= 0x14) read(CpuidLeaf::basic14, 0x14, 0);
-    if (last >= 0x19) read(CpuidLeaf::basic19, 0x19, 0);
-    const std::uint32_t lastExtended = platform.cpuid(extendedBase, 0).eax;
-    if (lastExtended >= extendedBase + 1) read(CpuidLeaf::extended1, extendedBase + 1, 0);
-    if (lastExtended >= extendedBase + 8) read(CpuidLeaf::extended8, extendedBase + 8, 0);
-}
-
-bool CpuidLeaves::bit(CpuidLeaf leaf, CpuidRegister reg, std::uint32_t number) const {
-    const CpuidRegisters& r = leaves_[static_cast<std::size_t>(leaf)];
-    const std::uint32_t registers[] = {r.eax, r.ebx, r.ecx, r.edx};
-    return (registers[static_cast<std::size_t>(reg)] >> number & 1) != 0;
-}
-
-void FeatureWords::probe(const Platform& platform, const CpuidLeaves& leaves) {
+void FeatureWords::probe(const Platform& platform) {
+    const CpuidLeaves leaves(platform);
     const bool systemTells = leaves.bit(CpuidLeaf::basic1, CpuidRegister::ecx, 27);  // OSXSAVE
     const std::uint64_t enabled = systemTells ? platform.xgetbv(0) : 0;
     for (const FeatureRow& row : featureTable) {
+        const auto place = static_cast<std::size_t>(row.feature);
         const std::uint64_t needed = neededState(row.state);
-        if (leaves.bit(row.leaf, row.reg, row.bit) && (enabled & needed) == needed) {
-            set(row.feature);
-        }
+        reported_[place] = leaves.bit(row.leaf, row.reg, row.bit);
+        usable_[place] = reported_[place] && (enabled & needed) == needed;
     }
-    set(Feature::genericIa32);
+    usable_[static_cast<std::size_t>(Feature::genericIa32)] = true;
     char names[2048];
-    if (readEnv(platform, "ZORVEX_ISA_DISABLE", names, sizeof names) > 0) disable(names);
-}
-
-bool FeatureWords::has(Feature feature) const {
-    const auto bit = static_cast<std::size_t>(feature);
-    return (words_[bit / bitsPerWord] >> (bit % bitsPerWord) & 1) != 0;
-}
-
-void FeatureWords::set(Feature feature) {
-    const auto bit = static_cast<std::size_t>(feature);
-    words_[bit / bitsPerWord] |= 1U << (bit % bitsPerWord);
-}
-
-void FeatureWords::clear(Feature feature) {
-    const auto bit = static_cast<std::size_t>(feature);
-    words_[bit / bitsPerWord] &= ~(1U << (bit % bitsPerWord));
-}
-
-void FeatureWords::disable(const char* names) {
-    forEachName(names, [this](const char* name, std::size_t length) {
-        const FeatureRow* row = findFeature(name, length);
-        if (row != nullptr) clear(row->feature);
-        return true;
+    if (readEnv(platform, "ZORVEX_ISA_DISABLE", names, sizeof names) <= 0) return;
+    forEachNamed(names, [this](const FeatureRow* row) {
+        if (row != nullptr) usable_[static_cast<std::size_t>(row->feature)] = false;
     });
+}
+
+bool FeatureWords::hasAll(const char* names) const {
+    bool all = true;
+    forEachNamed(names,
+                 [&](const FeatureRow* row) { all = all && row != nullptr && has(row->feature); });
+    return all;
 }
 
 }  // namespace korvan

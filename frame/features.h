@@ -1,6 +1,7 @@
 // Processor features: what CPUID reports and the operating system supports.
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 
 #include "frame/platform/platform.h"
@@ -51,46 +52,25 @@ inline constexpr FeatureRow featureTable[] = {
 // The row with this lower-case name, `length` characters long; null if there is none.
 const FeatureRow* findFeature(const char* lowerCaseName, std::size_t length);
 
-// The leaves of CPUID that the table names. One that the processor lacks is all zeros: asked for
-// it, some processors answer with another leaf.
-class CpuidLeaves {
-  public:
-    explicit CpuidLeaves(const Platform& platform);
-    bool bit(CpuidLeaf leaf, CpuidRegister reg, std::uint32_t number) const;
-
-  private:
-    CpuidRegisters leaves_[static_cast<std::size_t>(CpuidLeaf::count)] = {};
-};
-
 // A bit for every feature, by its number. Bit 0 is set in every set that was probed.
 class FeatureWords {
   public:
     constexpr FeatureWords() = default;
 
-    // What processor and system support, less the features that ZORVEX_ISA_DISABLE names.
-    void probe(const Platform& platform, const CpuidLeaves& leaves);
+    void probe(const Platform& platform);
 
-    bool has(Feature feature) const;
+    // Processor and system support it, and ZORVEX_ISA_DISABLE doesn't name it.
+    bool has(Feature feature) const { return usable_[static_cast<std::size_t>(feature)]; }
+
+    // Has every feature of a comma-separated list of lower-case names; empty names ask nothing.
+    bool hasAll(const char* names) const;
+
+    // CPUID reports it, whatever the system and the settings say.
+    bool reports(Feature feature) const { return reported_[static_cast<std::size_t>(feature)]; }
 
   private:
-    void set(Feature feature);
-    void clear(Feature feature);
-    void disable(const char* names);
-
-    std::uint32_t words_[3] = {};
+    std::bitset<256> usable_;  // room for every value of a Feature
+    std::bitset<256> reported_;
 };
-
-// Calls `visit(name, length)` for every name of a comma-separated list, until it answers false.
-// Empty names are skipped. False if a visit was.
-template <typename Visit>
-bool forEachName(const char* list, Visit visit) {
-    while (*list != '\0') {
-        const char* end = list;
-        while (*end != '\0' && *end != ',') ++end;
-        if (end != list && !visit(list, static_cast<std::size_t>(end - list))) return false;
-        list = *end == ',' ? end + 1 : end;
-    }
-    return true;
-}
 
 }  // namespace korvan

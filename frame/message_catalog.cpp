@@ -1,10 +1,11 @@
 #include "frame/message_catalog.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "frame/messages.h"
-#include "frame/service_lock.h"
 
 namespace korvan {
 namespace {
@@ -37,68 +38,41 @@ constexpr CatalogRow rows[] = {
 
 constinit MessageCatalog processCatalog{systemPlatform()};
 
-// A stretch of a format: from '%' to the letter that ends the conversion.
-struct Conversion {
-    const char* begin;
-    std::size_t length;
-};
-
-enum class Found { conversion, none, broken };
-
-// Moves `cursor` behind the next conversion. A doubled percent sign is text.
-Found nextConversion(const char** cursor, Conversion* conversion) {
-    const char* p = *cursor;
-    while ((p = std::strchr(p, '%')) != nullptr && p[1] == '%') p += 2;
-    if (p == nullptr) return Found::none;
-    const std::size_t length = 1 + std::strspn(p + 1, "0123456789.*-+ #'$hlLqjzt");
-    if (p[length] == '\0') return Found::broken;
-    *conversion = {p, length + 1};
-    *cursor = p + length + 1;
-    return Found::conversion;
+// Takes the next conversion, from '%' to its letter, off a format; empty if there is none. A
+// doubled percent sign is text.
+std::string_view takeConversion(std::string_view* format) {
+    std::size_t at = format->find('%');
+    while (at != format->npos && format->substr(at + 1).starts_with('%')) {
+        at = format->find('%', at + 2);
+    }
+    if (at == format->npos) return {};
+    const std::size_t letter =
+        std::min(format->find_first_not_of("0123456789.*-+ #'$hlLqjzt", at + 1), format->size());
+    const std::string_view conversion = format->substr(at, letter - at + 1);
+    format->remove_prefix(at + conversion.size());
+    return conversion;
 }
 
-// The arguments that a format takes; every '*' takes one more. -1 if a conversion isn't complete.
-std::int32_t argumentsTaken(const char* format) {
+std::int32_t conversionCount(std::string_view format) {
     std::int32_t count = 0;
-    Conversion conversion{};
+    while (!takeConversion(&format).empty()) ++count;
+    return count;
+}
+
+// Whether two formats take the same arguments, seen from their characters.
+bool sameConversions(std::string_view left, std::string_view right) {
     for (;;) {
-        const Found found = nextConversion(&format, &conversion);
-        if (found == Found::broken) return -1;
-        if (found == Found::none) return count;
-        ++count;
-        for (std::size_t i = 0; i < conversion.length; ++i) count += conversion.begin[i] == '*';
+        const std::string_view conversion = takeConversion(&left);
+        if (conversion != takeConversion(&right)) return false;
+        if (conversion.empty()) return true;
     }
 }
 
-void messagePath(char (&path)[32], std::uint32_t locale) {
-    std::snprintf(path, sizeof path, "%lu/%s", static_cast<unsigned long>(locale), "qvx_msg.dll");
-}
-
-}  // namespace
-
-const char* catalogText(std::int32_t id) {
-    for (const CatalogRow& row : rows) {
-        if (row.id == id) return row.text;
-    }
-    return nullptr;
-}
-
-bool sameConversions(const char* left, const char* right) {
-    Conversion a{};
-    Conversion b{};
-    for (;;) {
-        const Found foundLeft = nextConversion(&left, &a);
-        const Found foundRight = nextConversion(&right, &b);
-        if (foundLeft != foundRight || foundLeft == Found::broken) return false;
-        if (foundLeft == Found::none) return true;
-        if (a.length != b.length || std::memcmp(a.begin, b.begin, a.length) != 0) return false;
-    }
-}
-
+// Formats into the fixed buffer, cut if need be, and prints it. With fewer arguments than the
+// format has conversions the format is printed as it stands.
 void printFormatted(const char* format, std::int32_t argCount, std::va_list args) {
     char output[bufferSize];
-    const std::int32_t taken = argumentsTaken(format);
-    const int length = taken >= 0 && taken <= argCount
+    const int length = conversionCount(format) <= argCount
                            ? std::vsnprintf(output, sizeof output, format, args)
                            : std::snprintf(output, sizeof output, "%s", format);
     if (length < 0) return;
@@ -111,10 +85,21 @@ void printFormatted(const char* format, std::int32_t argCount, std::va_list args
     std::fflush(nullptr);
 }
 
+void messagePath(char (&path)[32], std::uint32_t locale) {
+    std::snprintf(path, sizeof path, "%lu/%s", static_cast<unsigned long>(locale), "qvx_msg.dll");
+}
+
+// Null for a number that the catalog doesn't hold.
+const char* catalogText(std::int32_t id) {
+    for (const CatalogRow& row : rows) {
+        if (row.id == id) return row.text;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
 void MessageCatalog::findTexts() {
-    if (!resourceUntried_.load(std::memory_order_acquire)) return;
-    const ServiceGuard guard(lock_);
-    if (!resourceUntried_.load(std::memory_order_relaxed)) return;
     for (const std::uint32_t locale : {platform_.threadLocale(), americanEnglish}) {
         char path[32];
         messagePath(path, locale);
@@ -122,26 +107,22 @@ void MessageCatalog::findTexts() {
         char text[4];
         if (platform_.readMessage(path, 0, text, sizeof text) < 0) continue;
         locale_ = locale;
-        builtInTexts_.store(false, std::memory_order_relaxed);
-        break;
+        return;
     }
-    resourceUntried_.store(false, std::memory_order_release);
 }
 
-// Takes the text from the file found, without its line end, into `format` of bufferSize bytes.
-bool MessageCatalog::translatedText(std::int32_t id, const char* builtIn, char* format) {
+// Takes the text from the file found into `format`, without its line end.
+bool MessageCatalog::translatedText(std::int32_t id, const char* builtIn, char* format,
+                                    std::int32_t size) {
     char path[32];
     messagePath(path, locale_);
-    char text[bufferSize + 2];
     const std::uint32_t number = static_cast<std::uint32_t>(id) + messageSeverity;
-    const std::int32_t length = platform_.readMessage(path, number, text, sizeof text);
-    if (length <= 1 || length >= static_cast<std::int32_t>(sizeof text)) return false;
-    if (text[length - 2] != '\r' || text[length - 1] != '\n') return false;
-    text[length - 2] = '\0';
-    // The text becomes a format: it must not ask for arguments that nobody passes.
-    if (!sameConversions(text, builtIn)) return false;
-    std::memcpy(format, text, static_cast<std::size_t>(length) - 1);
-    return true;
+    const std::int32_t length = platform_.readMessage(path, number, format, size);
+    if (length <= 1 || length >= size) return false;
+    if (format[length - 2] != '\r' || format[length - 1] != '\n') return false;
+    format[length - 2] = '\0';
+    // It must not ask for arguments that nobody passes.
+    return sameConversions(format, builtIn);
 }
 
 void MessageCatalog::print(std::int32_t id, std::int32_t argCount, std::va_list args) {
@@ -152,10 +133,10 @@ void MessageCatalog::print(std::int32_t id, std::int32_t argCount, std::va_list 
     }
     const char* builtIn = catalogText(id);
     if (builtIn == nullptr) return;
-    findTexts();
-    char format[bufferSize];
+    filesTried_.run([this] { findTexts(); });
+    char format[bufferSize + 2];  // the line end comes with the text
     const bool translated =
-        !builtInTexts_.load(std::memory_order_relaxed) && translatedText(id, builtIn, format);
+        locale_ != builtInTexts && translatedText(id, builtIn, format, sizeof format);
     printFormatted(translated ? format : builtIn, argCount, args);
 }
 

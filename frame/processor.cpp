@@ -47,13 +47,8 @@ bool isTunedVendor(const Platform& platform) {
 
 void Processor::probe() {
     probed_.run([this] {
-        const CpuidLeaves leaves(platform_);
         tunedVendor_ = korvan::isTunedVendor(platform_);
-        bmi2_ = leaves.bit(CpuidLeaf::basic7, CpuidRegister::ebx, 8);
-        avx512Fp16_ = leaves.bit(CpuidLeaf::basic7, CpuidRegister::edx, 23);
-        avx512Bf16_ = leaves.bit(CpuidLeaf::basic7sub1, CpuidRegister::eax, 5);
-        avxVnni_ = leaves.bit(CpuidLeaf::basic7sub1, CpuidRegister::eax, 4);
-        features_.probe(platform_, leaves);
+        features_.probe(platform_);
     });
 }
 
@@ -67,23 +62,9 @@ bool Processor::has(Feature feature) {
     return features_.has(feature);
 }
 
-bool Processor::hasNamed(const char* name, std::size_t length) {
-    probe();
-    // The feature words have no bit for BMI2, but a copy's flags need it.
-    if (length == 4 && std::memcmp(name, "bmi2", 4) == 0) return bmi2_;
-    const FeatureRow* row = findFeature(name, length);
-    return row != nullptr && features_.has(row->feature);
-}
-
-bool Processor::hasFeature(const char* lowerCaseName) {
-    return lowerCaseName != nullptr && hasNamed(lowerCaseName, std::strlen(lowerCaseName));
-}
-
 bool Processor::hasFeatures(const char* commaSeparatedNames) {
-    if (commaSeparatedNames == nullptr) return true;
-    return forEachName(commaSeparatedNames, [this](const char* name, std::size_t length) {
-        return hasNamed(name, length);
-    });
+    probe();
+    return features_.hasAll(commaSeparatedNames);
 }
 
 bool Processor::hasHardwareRandom() const {
@@ -96,22 +77,19 @@ bool Processor::hasAesGenerator() const {
 }
 
 bool Processor::supportsLevel(std::int32_t level) {
+    using enum Feature;
     probe();
     switch (level) {
-        case 5: return has(Feature::sse42);
-        case 6: return has(Feature::avx);
-        case 7:
-            return has(Feature::avx2) && has(Feature::fma) && has(Feature::bmi) &&
-                   has(Feature::lzcnt) && has(Feature::pclmulqdq);
-        case 9:
-            return has(Feature::avx512f) && has(Feature::avx512dq) && has(Feature::avx512bw) &&
-                   has(Feature::avx512vl);
-        case 11: return has(Feature::avx512vnni);
-        case 12: return has(Feature::avx512f) && has(Feature::vaes) && has(Feature::vpclmulqdq);
-        // Asked of CPUID itself, not of the feature words.
-        case 13: return avx512Bf16_;
-        case 14: return avx512Fp16_;
-        case 15: return avxVnni_;
+        case 5: return has(sse42);
+        case 6: return has(avx);
+        case 7: return has(avx2) && has(fma) && has(bmi) && has(lzcnt) && has(pclmulqdq);
+        case 9: return has(avx512f) && has(avx512dq) && has(avx512bw) && has(avx512vl);
+        case 11: return has(avx512vnni);
+        case 12: return has(avx512f) && has(vaes) && has(vpclmulqdq);
+        // Asked of CPUID itself: these can't be disabled.
+        case 13: return features_.reports(avx512bf16);
+        case 14: return features_.reports(avx512fp16);
+        case 15: return features_.reports(avxVnni);
         default: return true;
     }
 }
@@ -136,9 +114,7 @@ std::int32_t Processor::instructionLimit() {
 
 std::int32_t Processor::detectedLevel() {
     readLimit();
-    if (!isTunedVendor()) return sseLevel(true);
-    if (allow_.avx && supportsLevel(6)) return avxLevel();
-    return sseLevel(allow_.sse42);
+    return isTunedVendor() && allow_.avx && supportsLevel(6) ? avxLevel() : sseLevel();
 }
 
 std::int32_t Processor::avxLevel() {
@@ -154,8 +130,8 @@ std::int32_t Processor::avxLevel() {
     return allow_.avx2 ? 7 : 6;
 }
 
-std::int32_t Processor::sseLevel(bool allowSse42) {
-    if (allowSse42 && has(Feature::sse42)) return 5;
+std::int32_t Processor::sseLevel() {
+    if (allow_.sse42 && has(Feature::sse42)) return 5;
     if (has(Feature::ssse3)) return 4;
     if (has(Feature::sse3)) return 2;
     return -1;

@@ -20,11 +20,9 @@ class Processor {
 
     bool isTunedVendor();
     bool has(Feature feature);
-
-    // See processorHasFeature() and processorHasFeatures() in frame/branch.h.
-    bool hasFeature(const char* lowerCaseName);
     bool hasFeatures(const char* commaSeparatedNames);
 
+    // Asked of CPUID itself: the settings can't take these away.
     bool hasHardwareRandom() const;
     bool hasAesGenerator() const;
 
@@ -41,19 +39,14 @@ class Processor {
 
   private:
     void probe();
-    bool hasNamed(const char* name, std::size_t length);
     void readLimit();
     std::int32_t avxLevel();
-    std::int32_t sseLevel(bool allowSse42);
+    std::int32_t sseLevel();
 
     const Platform& platform_;
     OneTime probed_;
     FeatureWords features_;
     bool tunedVendor_ = false;
-    bool bmi2_ = false;
-    bool avx512Fp16_ = false;
-    bool avx512Bf16_ = false;
-    bool avxVnni_ = false;
     OneTime limitRead_;
     std::int32_t limit_ = -1;
     AllowFlags allow_ = {true, true, true, true, true, true, true, true, true};

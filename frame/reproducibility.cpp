@@ -1,6 +1,6 @@
 #include "frame/reproducibility.h"
 
-#include <cstring>
+#include <string_view>
 
 #include "frame/environment.h"
 
@@ -28,28 +28,25 @@ constexpr struct {
     {"AVX512_E1", 14},
 };
 
-std::int32_t modeNamed(const char* name) {
+std::int32_t modeNamed(std::string_view name) {
     for (const auto& row : modes) {
-        if (std::strcmp(name, row.name) == 0) return row.mode;
+        if (name == row.name) return row.mode;
     }
     return reproducibilityAuto;
 }
 
-std::size_t lengthWithoutBlanks(const char* text, std::size_t length) {
-    while (length > 0 && isBlank(text[length - 1])) --length;
-    return length;
+std::string_view withoutClosingBlanks(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 // Cuts a closing ",STRICT" off; blanks may stand before and behind the word.
-bool cutStrict(char* value) {
-    constexpr std::size_t wordLength = 6;
-    std::size_t length = lengthWithoutBlanks(value, std::strlen(value));
-    if (length < wordLength) return false;
-    length -= wordLength;
-    if (std::memcmp(value + length, "STRICT", wordLength) != 0) return false;
-    length = lengthWithoutBlanks(value, length);
-    if (length == 0 || value[length - 1] != ',') return false;
-    value[length - 1] = '\0';
+bool cutStrict(std::string_view* value) {
+    constexpr std::string_view word = "STRICT";
+    std::string_view head = withoutClosingBlanks(*value);
+    if (!head.ends_with(word)) return false;
+    head = withoutClosingBlanks(head.substr(0, head.size() - word.size()));
+    if (!head.ends_with(',')) return false;
+    *value = head.substr(0, head.size() - 1);
     return true;
 }
 
@@ -64,11 +61,10 @@ std::int32_t Reproducibility::get(std::int32_t what) {
 std::int32_t Reproducibility::readWord() {
     char value[128];
     if (readEnv(platform_, "QVX_CBWR", value, sizeof value) <= 0) return reproducibilityNotSet;
-    const std::int32_t flag = cutStrict(value) ? reproducibilityStrict : 0;
-    constexpr const char* prefix = "BRANCH=";
-    const std::size_t prefixLength = std::strlen(prefix);
-    const char* name =
-        std::strncmp(value, prefix, prefixLength) == 0 ? value + prefixLength : value;
+    std::string_view name = value;
+    const std::int32_t flag = cutStrict(&name) ? reproducibilityStrict : 0;
+    constexpr std::string_view prefix = "BRANCH=";
+    if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
     const std::int32_t word = modeNamed(name) | flag;
     return grants(word) ? word : reproducibilityAuto;
 }

@@ -17,12 +17,14 @@ consteval std::array<char, size - 1> scrambledPiece(const char (&plain)[size], s
     return piece;
 }
 
-// Turns a piece back into its place of the name.
+// Turns a piece back into its place of the name. Read as volatile: what the compiler knows, it
+// turns back itself, and the library holds the plain name.
 template <std::size_t length>
 void unscramble(const std::array<char, length>& piece, std::size_t offset, char* name) {
+    const volatile char* scrambled = piece.data();
     for (std::size_t i = 0; i < length; ++i) {
         name[offset + i] =
-            static_cast<char>(piece[i] ^ static_cast<char>((2 * (offset + i)) % 5 + 1));
+            static_cast<char>(scrambled[i] ^ static_cast<char>((2 * (offset + i)) % 5 + 1));
     }
 }
 

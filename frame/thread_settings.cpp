@@ -1,7 +1,8 @@
 #include "frame/thread_settings.h"
 
 #include <algorithm>
-#include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "frame/environment.h"
 #include "frame/processor.h"
@@ -12,18 +13,20 @@ namespace {
 
 constinit thread_local std::int32_t threadCountOfThisThread = 0;
 
-constexpr std::size_t valueSize = 256;
-
 // A variable's value, empty if it is unset or too long.
-struct Variable {
-    Variable(const Platform& platform, const char* name)
-        : length(std::max(readEnv(platform, name, text, valueSize), 0)) {}
+class Variable {
+  public:
+    Variable(const Platform& platform, const char* name) {
+        readEnv(platform, name, buffer_, sizeof buffer_);
+    }
+    operator std::string_view() const { return buffer_; }
+    const char* text() const { return buffer_; }
 
-    char text[valueSize];
-    std::int32_t length;
+  private:
+    char buffer_[256];
 };
 
-constexpr const char* domainNames[domainCount] = {
+constexpr std::string_view domainNames[domainCount] = {
     "QVX_DOMAIN_ALL", "QVX_DOMAIN_BLAS", "QVX_DOMAIN_FFT", "QVX_DOMAIN_VML", "QVX_DOMAIN_PARDISO"};
 
 void keepFirst(std::int32_t* cell, std::int32_t value) {
@@ -31,57 +34,40 @@ void keepFirst(std::int32_t* cell, std::int32_t value) {
 }
 
 // A thread count: anything but digits counts as one thread.
-std::int32_t threadCountOf(const char* text, std::int32_t length) {
-    const std::int32_t value = digitsValue(text, length);
+std::int32_t threadCountOf(std::string_view text) {
+    const std::int32_t value = digitsValue(text);
     return value == -1 ? 1 : value;
-}
-
-bool isQuote(char c) {
-    return c == '"' || c == '\'';
-}
-
-bool isSeparator(char c) {
-    return isBlank(c) || isQuote(c) || c == ',' || c == ';' || c == ':';
-}
-
-void setDomain(const char* name, std::size_t length, std::int32_t value, std::int32_t* threads) {
-    for (std::int32_t domain = 0; domain < domainCount; ++domain) {
-        if (std::strlen(domainNames[domain]) != length) continue;
-        if (std::memcmp(domainNames[domain], name, length) == 0) keepFirst(&threads[domain], value);
-    }
 }
 
 // Reads "NAME=VALUE, NAME VALUE ...". Every round takes at least one character: a name that is
 // empty ends at '=', which is then taken.
-void readDomains(const char* text, std::int32_t* threads) {
-    const char* p = text;
-    for (;;) {
-        while (isSeparator(*p)) ++p;
-        if (*p == '\0') return;
-        const char* name = p;
-        while (*p != '\0' && *p != '=' && !isQuote(*p) && !isBlank(*p)) ++p;
-        const auto nameLength = static_cast<std::size_t>(p - name);
-        while (isBlank(*p)) ++p;
-        if (*p == '=') ++p;
-        while (isBlank(*p)) ++p;
-        const char* value = p;
-        while (*p != '\0' && !isSeparator(*p)) ++p;
-        const auto valueLength = static_cast<std::int32_t>(p - value);
-        setDomain(name, nameLength, threadCountOf(value, valueLength), threads);
+void readDomains(std::string_view text, std::int32_t* threads) {
+    constexpr const char* separators = " \t,;:\"'";
+    const auto skip = [&](const char* characters) {
+        text.remove_prefix(std::min(text.find_first_not_of(characters), text.size()));
+    };
+    const auto takeUpTo = [&](const char* characters) {
+        const std::string_view taken = text.substr(0, text.find_first_of(characters));
+        text.remove_prefix(taken.size());
+        return taken;
+    };
+    for (skip(separators); !text.empty(); skip(separators)) {
+        const std::string_view name = takeUpTo("=\"' \t");
+        skip(blanks);
+        if (text.starts_with('=')) text.remove_prefix(1);
+        skip(blanks);
+        const std::int32_t value = threadCountOf(takeUpTo(separators));
+        const auto* domain = std::find(std::begin(domainNames), std::end(domainNames), name);
+        if (domain != std::end(domainNames)) keepFirst(&threads[domain - domainNames], value);
     }
 }
 
 // Only the word FALSE, in capitals or not, forbids the library to lower thread counts.
-std::int32_t dynamicOf(const char* text) {
-    const auto isFrame = [](char c) { return isBlank(c) || isQuote(c); };
-    const char* begin = text;
-    const char* end = text + std::strlen(text);
-    while (isFrame(*begin)) ++begin;
-    while (end > begin && isFrame(end[-1])) --end;
-    const auto is = [&](const char* word) {
-        return end - begin == 5 && std::memcmp(begin, word, 5) == 0;
-    };
-    return is("FALSE") || is("false") ? 0 : 1;
+std::int32_t dynamicOf(std::string_view text) {
+    constexpr const char* blanksAndQuotes = " \t\"'";
+    text.remove_prefix(std::min(text.find_first_not_of(blanksAndQuotes), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanksAndQuotes) + 1);
+    return text == "FALSE" || text == "false" ? 0 : 1;
 }
 
 // Ranks of this program on this node, as MPI launchers tell it; -1 if none does.
@@ -95,10 +81,11 @@ std::int32_t ranksPerNodeOf(const Platform& platform) {
         {"MPI_LOCALNRANKS", '\0'},
     };
     for (const auto& source : sources) {
-        const Variable variable(platform, source.name);
+        char text[4096];  // a mapping lists all ranks
+        readEnv(platform, source.name, text, sizeof text);
         const char* end = nullptr;
-        const std::int32_t value = parseInteger(variable.text, 10, &end);
-        if (end != variable.text && *end == source.end && value > 0) return value;
+        const std::int32_t value = parseInteger(text, 10, &end);
+        if (*end == source.end && value > 0) return value;
     }
     return -1;
 }
@@ -110,27 +97,21 @@ void setThreadCountOfThisThread(std::int32_t count) {
 }
 
 void ThreadSettings::readVariables() {
-    ThreadCells& cells = cells_;
-    const Variable all(platform_, "QVX_NUM_THREADS");
-    if (all.length > 0) keepFirst(&cells.threads[domainAll], threadCountOf(all.text, all.length));
-
-    const Variable stripes(platform_, "QVX_NUM_STRIPES");
-    cells.stripes = digitsValue(stripes.text, stripes.length);
-
-    readDomains(Variable(platform_, "QVX_DOMAIN_NUM_THREADS").text, cells.threads);
-
-    cells.dynamic = dynamicOf(Variable(platform_, "QVX_DYNAMIC").text);
-
-    const Variable omp(platform_, "OMP_NUM_THREADS");
-    if (omp.length > 0) keepFirst(&cells.ompThreads, threadCountOf(omp.text, omp.length));
-
-    cells.ranksPerNode = ranksPerNodeOf(platform_);
-
-    const Variable mpi(platform_, "ZORVEX_MPI_THREAD_LEVEL");
-    if (mpi.length > 0) {
-        const std::int32_t value = digitsValue(mpi.text, mpi.length);
-        cells.mpiThreadLevel = value >= 0 && value < 4 ? value : 0;
-    }
+    const auto read = [this](const char* name) { return Variable(platform_, name); };
+    const auto readCount = [&](const char* name, std::int32_t* cell) {
+        const Variable variable = read(name);
+        if (*variable.text() != '\0') keepFirst(cell, threadCountOf(variable));
+    };
+    readCount("QVX_NUM_THREADS", &cells_.threads[domainAll]);
+    cells_.stripes = digitsValue(read("QVX_NUM_STRIPES"));
+    readDomains(read("QVX_DOMAIN_NUM_THREADS"), cells_.threads);
+    cells_.dynamic = dynamicOf(read("QVX_DYNAMIC"));
+    readCount("OMP_NUM_THREADS", &cells_.ompThreads);
+    cells_.ranksPerNode = ranksPerNodeOf(platform_);
+    const Variable mpi = read("ZORVEX_MPI_THREAD_LEVEL");
+    if (*mpi.text() == '\0') return;
+    const std::int32_t threadLevel = digitsValue(mpi);
+    cells_.mpiThreadLevel = threadLevel < 4 ? std::max(threadLevel, 0) : 0;
 }
 
 void ThreadSettings::readTopology() {
@@ -180,8 +161,8 @@ std::int32_t ThreadSettings::verbose() {
     verboseRead_.run([this] {
         const Variable variable(platform_, "QVX_VERBOSE");
         const char* end = nullptr;
-        const std::int32_t value = parseInteger(variable.text, 0, &end);
-        const bool whole = end != variable.text && *end == '\0';
+        const std::int32_t value = parseInteger(variable.text(), 0, &end);
+        const bool whole = end != variable.text() && *end == '\0';
         verbose_ = whole && value >= 0 && value <= 2 ? value : 0;
     });
     return verbose_;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 
 namespace korvan {
@@ -13,63 +14,36 @@ constexpr std::uint32_t severityBit = 0x80000000;
 constexpr std::size_t maxLine = 1024;
 constexpr std::int64_t maxFile = 1 << 20;
 
-// Reads a regular file line by line. Longer lines than maxLine and lines with a null in them come
-// out empty.
-class LineReader {
-  public:
-    explicit LineReader(const char* path)
-        : descriptor_(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
-        struct stat status {};
-        if (descriptor_ >= 0 && (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode) ||
-                                 status.st_size > maxFile)) {
-            close(descriptor_);
-            descriptor_ = -1;
-        }
-    }
-    ~LineReader() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    LineReader(const LineReader&) = delete;
-    LineReader& operator=(const LineReader&) = delete;
+// Opens a regular file of a bearable size, null for anything else. Never waits, as one would for a
+// pipe.
+std::FILE* openText(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0) return nullptr;
+    struct stat status {};
+    const bool isText =
+        fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= maxFile;
+    std::FILE* file = isText ? fdopen(descriptor, "r") : nullptr;
+    if (file == nullptr) close(descriptor);
+    return file;
+}
 
-    bool isOpen() const { return descriptor_ >= 0; }
-
-    // The next line without its end, null if there is none.
-    const char* next() {
-        std::size_t length = 0;
-        bool usable = true;
-        for (;;) {
-            const int c = nextByte();
-            if (c < 0 && length == 0) return nullptr;
-            if (c < 0 || c == '\n') break;
-            if (c == '\0' || length + 1 >= maxLine) usable = false;
-            if (usable) line_[length] = static_cast<char>(c);
-            if (usable) ++length;
-        }
-        if (usable && length > 0 && line_[length - 1] == '\r') --length;
-        line_[usable ? length : 0] = '\0';
-        return line_;
+// Reads the next line without its end; false if there is none among the `*left` bytes that may
+// still be read: a file can grow meanwhile. Longer lines than maxLine and lines with a null in them
+// come out empty.
+bool readLine(std::FILE* file, char (&line)[maxLine], std::int64_t* left) {
+    const auto next = [&] { return (*left)-- > 0 ? std::getc(file) : EOF; };
+    std::size_t length = 0;
+    bool usable = true;
+    int c = next();
+    if (c == EOF) return false;
+    for (; c != EOF && c != '\n'; c = next()) {
+        usable = usable && c != '\0' && length + 1 < maxLine;
+        if (usable) line[length++] = static_cast<char>(c);
     }
-
-  private:
-    int nextByte() {
-        if (position_ == filled_) {
-            position_ = 0;
-            const ssize_t got = total_ < maxFile ? read(descriptor_, block_, sizeof block_) : 0;
-            filled_ = got > 0 ? static_cast<std::size_t>(got) : 0;
-            total_ += static_cast<std::int64_t>(filled_);
-            if (filled_ == 0) return -1;
-        }
-        return static_cast<unsigned char>(block_[position_++]);
-    }
-
-    int descriptor_;
-    std::size_t position_ = 0;
-    std::size_t filled_ = 0;
-    std::int64_t total_ = 0;
-    char block_[4096];
-    char line_[maxLine];
-};
+    if (usable && length > 0 && line[length - 1] == '\r') --length;
+    line[usable ? length : 0] = '\0';
+    return true;
+}
 
 // The text of a line, if the line has this number; null otherwise.
 const char* textOfLine(const char* line, std::uint32_t number) {
@@ -87,18 +61,19 @@ const char* textOfLine(const char* line, std::uint32_t number) {
 
 std::int32_t readMessageFile(const char* path, std::uint32_t number, char* buffer,
                              std::int32_t size) {
-    LineReader reader(path);
-    if (!reader.isOpen()) return -1;
-    while (const char* line = reader.next()) {
-        const char* text = textOfLine(line, number);
-        if (text == nullptr) continue;
-        const std::size_t length = std::strlen(text);
-        if (static_cast<std::int64_t>(length) + 3 > size) return 0;
-        std::memcpy(buffer, text, length);
-        std::memcpy(buffer + length, "\r\n", 3);
-        return static_cast<std::int32_t>(length + 2);
-    }
-    return 0;
+    std::FILE* file = openText(path);
+    if (file == nullptr) return -1;
+    char line[maxLine];
+    const char* text = nullptr;
+    std::int64_t left = maxFile;
+    while (text == nullptr && readLine(file, line, &left)) text = textOfLine(line, number);
+    std::fclose(file);
+    if (text == nullptr) return 0;
+    const std::size_t length = std::strlen(text);
+    if (static_cast<std::int64_t>(length) + 3 > size) return 0;
+    std::memcpy(buffer, text, length);
+    std::memcpy(buffer + length, "\r\n", 3);
+    return static_cast<std::int32_t>(length + 2);
 }
 
 std::uint32_t localeNumber(const char* name) {

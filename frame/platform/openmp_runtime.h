@@ -5,4 +5,7 @@
 extern "C" {
 int omp_in_parallel(void);
 int omp_get_max_threads(void);
+int omp_get_num_places(void);
+int omp_get_place_num_procs(int place);
+void omp_get_place_proc_ids(int place, int* cpus);
 }

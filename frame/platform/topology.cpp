@@ -7,18 +7,21 @@
 #include <climits>
 #include <cstdio>
 
+#include "frame/platform/openmp_runtime.h"
+
 namespace korvan {
 namespace {
 
 constexpr std::size_t bitsPerWord = sizeof(unsigned long) * CHAR_BIT;
-constexpr std::size_t maxWords = 8192 / bitsPerWord;  // the kernel's own limit of processors
+constexpr std::size_t maxCpus = 8192;  // the kernel's own limit
+constexpr std::size_t maxWords = maxCpus / bitsPerWord;
 
 // A set of small numbers; one is counted when it first comes.
 class NumberSet {
   public:
     bool add(std::int32_t number) {
         const auto bit = static_cast<std::size_t>(number);
-        if (bit >= maxWords * bitsPerWord) return false;
+        if (bit >= maxCpus) return false;
         const unsigned long flag = 1UL << (bit % bitsPerWord);
         if ((bits_[bit / bitsPerWord] & flag) == 0) ++count_;
         bits_[bit / bitsPerWord] |= flag;
@@ -60,6 +63,21 @@ std::int32_t coreOf(const char* folder, std::size_t cpu) {
     return core >= 0 ? core : leadingNumber(folder, cpu, "thread_siblings_list");
 }
 
+// Adds the processors of the OpenMP runtime's places: once a runtime binds its threads, the mask of
+// the one that started it is a single place, and the places together are what the mask was.
+void addPlaces(unsigned long (&mask)[maxWords]) {
+    int cpus[maxCpus];
+    for (int place = 0; place < omp_get_num_places(); ++place) {
+        const int count = omp_get_place_num_procs(place);
+        if (count <= 0 || count > static_cast<int>(maxCpus)) continue;
+        omp_get_place_proc_ids(place, cpus);
+        for (int i = 0; i < count; ++i) {
+            const auto cpu = static_cast<std::size_t>(cpus[i]);
+            if (cpu < maxCpus) mask[cpu / bitsPerWord] |= 1UL << (cpu % bitsPerWord);
+        }
+    }
+}
+
 }  // namespace
 
 bool countTopology(const char* folder, const unsigned long* mask, std::size_t words,
@@ -80,11 +98,11 @@ bool countTopology(const char* folder, const unsigned long* mask, std::size_t wo
 
 bool readSystemTopology(Topology* topology) {
     unsigned long mask[maxWords] = {};
-    // Asked for the process by its number: 0 would mean the calling thread, which an OpenMP
-    // runtime may have bound to a single processor.
+    // Asked for the thread that the process began with: the calling one may be bound.
     if (sched_getaffinity(getpid(), sizeof mask, reinterpret_cast<cpu_set_t*>(mask)) != 0) {
         return false;
     }
+    addPlaces(mask);
     return countTopology("/sys/devices/system/cpu", mask, maxWords, topology);
 }
 

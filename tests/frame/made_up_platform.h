@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -78,7 +79,7 @@ class MadeUp {
 
     void addFeature(const std::string& name) {
         const FeatureRow* row = findFeature(name.c_str(), name.size());
-        if (row == nullptr) return;
+        if (row == nullptr) throw std::invalid_argument(name);
         CpuidRegisters& r = leaves[keys[static_cast<std::size_t>(row->leaf)]];
         std::uint32_t* registers[] = {&r.eax, &r.ebx, &r.ecx, &r.edx};
         *registers[static_cast<std::size_t>(row->reg)] |= 1U << row->bit;

@@ -1,8 +1,10 @@
 // Environment variables, thread counts and the topology behind them.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "frame/environment.h"
 #include "frame/platform/topology.h"
@@ -41,48 +43,46 @@ TEST(Settings, ReaderOfVariables) {
     EXPECT_EQ(read("LANG", 8), Result(2, "de"));
 }
 
-using Values = std::initializer_list<std::string>;
-
-void expectCell(std::int32_t ThreadCells::*cell, const char* variable, std::int32_t expected,
-                Values values) {
-    for (const std::string& value : values) {
-        Process process({{variable, value}});
-        EXPECT_EQ(process.settings.cells().*cell, expected) << variable << '=' << value;
-    }
-}
-
 TEST(Settings, Numbers) {
-    const auto huge = "99999999999999999999";
-    const auto omp = [](std::int32_t expected, Values values) {
-        expectCell(&ThreadCells::ompThreads, "OMP_NUM_THREADS", expected, values);
-        for (const std::string& value : values) {
-            Process process({{"QVX_NUM_THREADS", value}});
-            EXPECT_EQ(process.settings.cells().threads[domainAll], expected) << value;
-        }
+    const std::string huge = "99999999999999999999", long255 = std::string(254, '0') + "5";
+    const struct {
+        const char* variable;
+        std::int32_t expected;
+        std::vector<std::string> values;
+    } rows[] = {
+        {"QVX_NUM_THREADS", -1, {"", "0", "000", "5" + long255}},
+        {"QVX_NUM_THREADS", 5, {"5", "005", long255}},
+        {"QVX_NUM_THREADS", 1, {"abc", "-3", "4 ", " 4", "+4", "2,3", "\xFF"}},
+        {"QVX_NUM_THREADS", INT32_MAX, {huge}},
+        {"OMP_NUM_THREADS", -1, {"", "0"}},
+        {"OMP_NUM_THREADS", 1, {"2,3"}},
+        {"OMP_NUM_THREADS", 5, {"5"}},
+        {"QVX_NUM_STRIPES", -1, {"", "x", "-2", "5x"}},
+        {"QVX_NUM_STRIPES", 0, {"0"}},
+        {"QVX_NUM_STRIPES", INT32_MAX, {huge}},
+        {"ZORVEX_MPI_THREAD_LEVEL", -1, {""}},
+        {"ZORVEX_MPI_THREAD_LEVEL", 3, {"3"}},
+        {"ZORVEX_MPI_THREAD_LEVEL", 0, {"0", "4", "x", "-1", huge}},
+        {"QVX_DYNAMIC", 0, {"FALSE", "false", " \t\"false' "}},
+        {"QVX_DYNAMIC", 1, {"", "False", "falsey", "0", "fal se", "\"\"", "TRUE"}},
+        {"QVX_VERBOSE", 0, {"0", "", "3", "-1", "1 ", "0x", "1,", "yes", huge, "4294967297"}},
+        {"QVX_VERBOSE", 1, {"1", "+1", "01", " 1"}},
+        {"QVX_VERBOSE", 2, {"2", "0x2"}},
     };
-    omp(-1, {"", "0", "000", std::string(256, '5')});
-    omp(5, {"5", "005", std::string(254, '0') + "5"});
-    omp(1, {"abc", "-3", "4 ", " 4", "+4", "2,3", "\xFF"});
-    omp(INT32_MAX, {huge});
-    const auto stripes = &ThreadCells::stripes;
-    expectCell(stripes, "QVX_NUM_STRIPES", -1, {"", "x", "-2", "5x"});
-    expectCell(stripes, "QVX_NUM_STRIPES", 0, {"0"});
-    expectCell(stripes, "QVX_NUM_STRIPES", INT32_MAX, {huge});
-    const auto mpiLevel = &ThreadCells::mpiThreadLevel;
-    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", -1, {""});
-    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", 3, {"3"});
-    expectCell(mpiLevel, "ZORVEX_MPI_THREAD_LEVEL", 0, {"0", "4", "x", "-1", huge});
-    const auto dynamic = &ThreadCells::dynamic;
-    expectCell(dynamic, "QVX_DYNAMIC", 0, {"FALSE", "false", " \t\"false' "});
-    expectCell(dynamic, "QVX_DYNAMIC", 1, {"", "False", "falsey", "0", "fal se", "\"\"", "TRUE"});
-    const auto verbose = [](std::int32_t expected, Values values) {
-        for (const std::string& value : values) {
-            EXPECT_EQ(Process({{"QVX_VERBOSE", value}}).settings.verbose(), expected) << value;
+    for (const auto& row : rows) {
+        for (const std::string& value : row.values) {
+            Process process({{row.variable, value}});
+            const ThreadCells& c = process.settings.cells();
+            const std::map<std::string, std::int32_t> cells = {
+                {"QVX_NUM_THREADS", c.threads[domainAll]},
+                {"OMP_NUM_THREADS", c.ompThreads},
+                {"QVX_NUM_STRIPES", c.stripes},
+                {"QVX_DYNAMIC", c.dynamic},
+                {"QVX_VERBOSE", process.settings.verbose()},
+                {"ZORVEX_MPI_THREAD_LEVEL", c.mpiThreadLevel}};
+            EXPECT_EQ(cells.at(row.variable), row.expected) << row.variable << '=' << value;
         }
-    };
-    verbose(0, {"0", "", "3", "-1", "1 ", "0x", "1,", "yes", huge, "4294967297"});
-    verbose(1, {"1", "+1", "01", " 1"});
-    verbose(2, {"2", "0x2"});
+    }
 }
 
 TEST(Settings, DomainLists) {
@@ -97,6 +97,7 @@ TEST(Settings, DomainLists) {
         {"QVX_DOMAIN_VML=0,QVX_DOMAIN_VML=3", {-1, -1, -1, 3, -1}},
         {"QVX_DOMAIN_VML=x4,QVX_DOMAIN_FFT==3,QVX_DOMAIN_ALL= ,QVX_DOMAIN_BLAS", {1, 1, 1, 1, -1}},
         {"QVX_DOMAIN_DFT=2,qvx_domain_vml=3,VML=4,QVX_DOMAIN_VMLX=5", {-1, -1, -1, -1, -1}},
+        {"QVX_DOMAIN_VML,QVX_DOMAIN_FFT=3,'QVX_DOMAIN_BLAS'=4", {-1, 1, -1, -1, -1}},
         {"=5,=,==;QVX_DOMAIN_VML=2", {-1, -1, -1, 2, -1}},
         {" ,;:\"'", {-1, -1, -1, -1, -1}},
     };
@@ -120,6 +121,8 @@ TEST(Settings, RanksPerNode) {
         {{{launcher, "8"}, {pin, "2:"}}, 8},
         {{{pin, "2"}, {local, "010"}}, 10},
         {{{pin, "0:0"}}, -1},
+        {{{pin, "64:" + std::string(4000, '1')}}, 64},
+        {{{"QVX_MPI_PPN", "99999999999"}}, INT32_MAX},
     };
     for (const auto& [environment, ranks] : rows) {
         EXPECT_EQ(Process(environment).settings.cells().ranksPerNode, ranks);
@@ -148,6 +151,7 @@ TEST(Settings, MaxThreads) {
         {domains, domainFft, 4, 1},
         {domains, 99, 4, 1},
         {with(domains, "QVX_NUM_THREADS", "6"), domainBlas, 6, 1},
+        {with(ranks, "QVX_DYNAMIC", "false"), domainVml, 24, 24},
         {{{"QVX_DOMAIN_NUM_THREADS", "QVX_DOMAIN_VML=2"}}, -1, 16, 1},
         {ranks, domainVml, 1, 1},
         {threaded, domainVml, 4, 1},
@@ -173,19 +177,44 @@ TEST(Settings, MaxThreads) {
 }
 
 TEST(Settings, Topology) {
-    Process tuned;
-    tuned.topology = {2, 16, 32};
-    EXPECT_EQ(tuned.settings.cells().coresPerPackage, 8);
-    EXPECT_EQ(tuned.settings.cells().hyperThreading, 1);
+    const struct {
+        const char* vendor;
+        Topology told;
+        std::int32_t physicalCores, coresPerPackage, hyperThreading, threads;
+    } rows[] = {
+        {"GenuineIntel", {2, 16, 32}, 16, 8, 1, 16},
+        {"AuthenticAMD", {1, 16, 16}, 16, 16, 0, 16},
+        {"OtherMakerXX", {1, 16, 32}, 32, 32, 0, 24},
+        {"GenuineIntel", {0, 0, 0}, 1, 1, 0, 1},  // the system doesn't tell
+    };
+    for (const auto& row : rows) {
+        Process process;
+        process.processor(row.vendor, sse42Class);
+        process.topology = row.told;
+        const ThreadCells& cells = process.settings.cells();
+        EXPECT_EQ(cells.topology.physicalCores, row.physicalCores);
+        EXPECT_EQ(cells.topology.packages, std::max(row.told.packages, 1));
+        EXPECT_EQ(cells.coresPerPackage, row.coresPerPackage);
+        EXPECT_EQ(cells.hyperThreading, row.hyperThreading);
+        EXPECT_EQ(process.settings.maxThreads(domainVml), row.threads);
+    }
+}
 
-    Process other;
-    other.processor("OtherMakerXX", sse42Class);
-    EXPECT_EQ(other.settings.maxThreads(domainVml), 24);
-
-    Process unknown;
-    unknown.topology = {0, 0, 0};
-    EXPECT_EQ(unknown.settings.cells().topology.logicalCpus, 1);
-    EXPECT_EQ(unknown.settings.maxThreads(domainVml), 1);
+// A process of its own with a runtime that binds its threads, the first one to a place of one core.
+TEST(TopologyDeathTest, CountsWhatARuntimeThatBindsThreadsLeaves) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    setenv("OMP_PROC_BIND", "close", 1);
+    EXPECT_EXIT(
+        {
+            Topology before = {};
+            Topology after = {};
+            readSystemTopology(&before);
+            systemPlatform().parallelThreads();
+            readSystemTopology(&after);
+            _exit(after.logicalCpus == before.logicalCpus ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    unsetenv("OMP_PROC_BIND");
 }
 
 // Two packages of two cores with two threads each, numbered as systems do: first threads first.

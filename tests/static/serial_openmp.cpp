@@ -20,6 +20,13 @@ int omp_get_num_threads(void) {
 int omp_get_thread_num(void) {
     return 0;
 }
+int omp_get_num_places(void) {
+    return 0;
+}
+int omp_get_place_num_procs(int) {
+    return 0;
+}
+void omp_get_place_proc_ids(int, int*) {}
 
 std::int32_t __kmpc_global_thread_num(const void*) {
     return 0;
