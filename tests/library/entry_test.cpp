@@ -6,6 +6,7 @@
 
 #include "streams/stream_record.h"
 #include "support.h"
+#include "watched_heap.h"
 
 namespace korvan::testing {
 namespace {
@@ -118,6 +119,22 @@ TEST(Entry, NotANumberPasses) {
     EXPECT_TRUE(std::isnan(r[0]) && std::isnan(r[2]));
     EXPECT_EQ(vdRngUniform(METHOD_ACCURATE_FLAG, Stream(GEN_PHILOX4X32X10), 3, r, 0.0, nan), 0);
     EXPECT_TRUE(std::isnan(r[0]));
+    float single = 7;
+    EXPECT_EQ(vsRngUniform(0, Stream(GEN_MCG31), 1, &single, 0.0F, static_cast<float>(nan)), 0);
+    EXPECT_TRUE(std::isnan(single));
+}
+
+// The one status of a copy that isn't reported.
+TEST(Entry, CopyWithoutMemoryIsSilent) {
+    Stream stream(GEN_MCG31);
+    StreamHandle twin = stream;
+    WatchedHeap heap;
+    heap.failAfter(0);
+    const Outcome outcome = outcomeOf([&] { return vslCopyStream(&twin, stream); });
+    heap.failNever();
+    EXPECT_EQ(outcome.status, RNG_NO_MEMORY);
+    EXPECT_EQ(outcome.printed, "");
+    EXPECT_EQ(twin, nullptr);
 }
 
 TEST(Entry, StreamServiceReports) {

@@ -22,14 +22,17 @@ TEST(Philox, BlocksEqualTheKnownOnes) {
         for (std::size_t k = 1; k < 7; ++k) seed.push_back(hex(row[k]));
         for (std::size_t k = 7; k < 11; ++k) expected.push_back(hex(row[k]));
         EXPECT_EQ(drawWords(Stream(philox, seed), 4), expected) << row[0];
-        // The block in mid-fill, reached by the counter's carry from 40 blocks before.
-        Words earlier = seed;
-        Wide counter = 0;
-        std::memcpy(&counter, &seed[2], 16);
-        counter -= 40;
-        std::memcpy(&earlier[2], &counter, 16);
-        const Words run = drawWords(Stream(philox, earlier), 200);
-        EXPECT_EQ(Words(run.begin() + 160, run.begin() + 164), expected) << row[0];
+        // The block in mid-fill, wherever in a group of counters the carry before it falls.
+        for (unsigned back = 1; back <= 70; ++back) {
+            Words earlier = seed;
+            Wide counter = 0;
+            std::memcpy(&counter, &seed[2], 16);
+            counter -= back;
+            std::memcpy(&earlier[2], &counter, 16);
+            const Words run = drawWords(Stream(philox, earlier), 400);
+            const auto block = run.begin() + 4 * back;
+            ASSERT_EQ(Words(block, block + 4), expected) << row[0] << ", " << back << " before";
+        }
     }
 }
 

@@ -1,4 +1,5 @@
 // The generator table and the life of a stream, down to the record's bytes.
+#include <algorithm>
 #include <cstring>
 #include <functional>
 
@@ -118,6 +119,7 @@ struct Counting {
         return -4321;
     }
 };
+std::int32_t largestFill = 0;
 const GeneratorProperties counting = {
     20, 1, 1, 4, 32, Counting::init, Counting::fill<float>, Counting::fill<double>, Counting::bits};
 
@@ -175,6 +177,27 @@ TEST(GeneratorTable, Registration) {
     EXPECT_EQ(Words(words, words + 3), (Words{13, 14, 15}));
     EXPECT_EQ(vslLeapfrogStream(stream, 0, 2), RNG_NO_LEAPFROG);
 
+    // Values that leave the interval: only the accurate method clamps them, and integers are cut.
+    GeneratorProperties wild = counting;
+    wild.fillDouble = [](StreamHandle, std::int32_t n, double* r, double a, double b) {
+        for (std::int32_t i = 0; i < n; ++i) r[i] = i % 2 ? b : a - 1;
+        largestFill = std::max(largestFill, n);
+        return std::int32_t{RNG_OK};
+    };
+    const GeneratorId wildId = vslRegisterBrng(&wild);
+    Stream wildStream(wildId);
+    EXPECT_EQ(vdRngUniform(0, wildStream, 2, doubles, 0, 1), RNG_OK);
+    EXPECT_EQ(std::vector<double>(doubles, doubles + 2), (std::vector<double>{-1, 1}));
+    EXPECT_EQ(vdRngUniform(METHOD_UNIFORM_ACCURATE, wildStream, 2, doubles, 0, 1), RNG_OK);
+    EXPECT_EQ(std::vector<double>(doubles, doubles + 2), (std::vector<double>{0, 1}));
+    EXPECT_EQ(viRngUniform(0, wildStream, 2, ints, 5, 9), RNG_OK);
+    EXPECT_EQ(ints[1], 8);
+    // Its fills are never split, however large: it may fail, or count its calls.
+    std::vector<double> large((std::size_t{65} << 20) / sizeof(double));
+    const auto all = static_cast<std::int32_t>(large.size());
+    EXPECT_EQ(vdRngUniform(0, wildStream, all, large.data(), 0, 1), RNG_OK);
+    EXPECT_EQ(largestFill, all);
+
     // A failed seeding leaves a live record behind *stream.
     StreamHandle failed = nullptr;
     EXPECT_EQ(vslNewStreamEx(&failed, id, 0, nullptr), -77);
@@ -191,7 +214,7 @@ TEST(GeneratorTable, Registration) {
     };
     tiny.fillDouble = Counting::failing;
     const GeneratorId tinyId = vslRegisterBrng(&tiny);
-    EXPECT_EQ(tinyId, 0x1200000);
+    EXPECT_EQ(tinyId, 0x1300000);
     Stream headerOnly(tinyId), twin(headerOnly);
     EXPECT_EQ(vslGetStreamStateBrng(twin), tinyId);
     EXPECT_EQ(vslCopyStreamState(twin, headerOnly), RNG_OK);
@@ -213,6 +236,17 @@ TEST(StreamRecord, HeaderHasItsFields) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(stream.handle);
     const unsigned char header[] = {0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(std::memcmp(bytes, header, sizeof header), 0);
+}
+
+// The tabled count, 64 bytes, is twice the state: both records' ends hold.
+TEST(CopyStreamState, NeverLeavesTheRecords) {
+    Stream from(GEN_WH + 5, 8), to(GEN_WH + 5, 9), small(GEN_MCG31, 4), large(GEN_PHILOX4X32X10);
+    drawWords(from, 3);
+    EXPECT_EQ(vslCopyStreamState(to, from), RNG_OK);
+    EXPECT_EQ(drawWords(to, 9), drawWords(from, 9));
+    vslCopyStreamState(small, from);
+    vslCopyStreamState(large, from);
+    EXPECT_EQ(vslGetStreamStateBrng(small), GEN_MCG31);
 }
 
 TEST(CopyStreamState, CopiesTheTabledBytesAndNoImpossibleState) {
