@@ -30,7 +30,8 @@ HWY_INLINE void putBlocks(const Sink& sink, std::size_t i, std::size_t end, Bloc
 using WideTag = hn::ScalableTag<std::uint64_t>;
 using WideVector = hn::Vec<WideTag>;
 constexpr std::size_t wideLanes = wordLanes / 2;  // counters in a register
-constexpr std::size_t registersInFlight = 3;      // cover a round's latency of seven cycles
+// To cover a round's latency of seven cycles; the widest copy has the registers for one more.
+constexpr std::size_t registersInFlight = wideLanes == 8 ? 4 : 3;
 
 // The ten round keys, spread over the 64-bit lanes once per fill.
 struct RoundKeys {
