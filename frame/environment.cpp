@@ -32,9 +32,8 @@ std::int32_t readEnv(const Platform& platform, const char* name, char* buffer, s
     if (hasRoom) buffer[0] = '\0';
     if (name == nullptr || !mayRead(platform, name)) return 0;
     const char* value = platform.environmentVariable(name);
-    if (value == nullptr) return 0;
+    if (value == nullptr || *value == '\0') return 0;
     const std::size_t length = std::strlen(value);
-    if (length == 0) return 0;
     if (length >= static_cast<std::size_t>(maxValue)) return static_cast<std::int32_t>(minValue);
     const auto needed = static_cast<std::int32_t>(length) + 1;
     if (!hasRoom || needed > size) return -needed;

@@ -37,8 +37,7 @@ void printReport(std::int32_t position, const char* name) {
 void reportError(const char* name, const std::int32_t* position, std::int32_t nameLength) {
     if (name == nullptr || position == nullptr) return;
     const ReportHook hook = reportHook.load(std::memory_order_acquire);
-    if (hook != nullptr) return hook(name, position, nameLength);
-    if (nameLength >= 0) defaultReportHook(name, position, nameLength);
+    (hook != nullptr ? hook : defaultReportHook)(name, position, nameLength);
 }
 
 void defaultReportHook(const char* name, const std::int32_t* position, std::int32_t nameLength) {

@@ -66,14 +66,8 @@ std::int32_t Reproducibility::readWord() {
     constexpr std::string_view prefix = "BRANCH=";
     if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
     const std::int32_t word = modeNamed(name) | flag;
-    return grants(word) ? word : reproducibilityAuto;
-}
-
-bool Reproducibility::grants(std::int32_t word) {
-    if (processor_.isTunedVendor()) return ceilingGrants(word, ceiling());
-    const std::int32_t mode = word & reproducibilityModeMask;
-    return (word & ~allowedBits) == 0 &&
-           (mode == reproducibilityAuto || mode == reproducibilityCompatible);
+    const bool granted = isModeGranted(word, processor_.isTunedVendor(), ceiling());
+    return granted ? word : reproducibilityAuto;
 }
 
 std::int32_t Reproducibility::ceiling() {
@@ -92,9 +86,10 @@ std::int32_t Reproducibility::ceiling() {
     }
 }
 
-bool ceilingGrants(std::int32_t word, std::int32_t ceiling) {
+bool isModeGranted(std::int32_t word, bool isTuned, std::int32_t ceiling) {
     if ((word & ~allowedBits) != 0) return false;
     const std::int32_t mode = word & reproducibilityModeMask;
+    if (!isTuned) return mode == reproducibilityAuto || mode == reproducibilityCompatible;
     if (mode > ceiling && mode < 15) return false;
     // 11 and 13 name classes that these processors don't have.
     if (mode == 11 && (ceiling == 12 || ceiling == 14)) return false;

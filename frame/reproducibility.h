@@ -31,7 +31,6 @@ class Reproducibility {
 
   private:
     std::int32_t readWord();
-    bool grants(std::int32_t word);
 
     const Platform& platform_;
     Processor& processor_;
@@ -39,7 +38,7 @@ class Reproducibility {
     std::int32_t word_ = -1;
 };
 
-// Whether a tuned processor with this ceiling grants a mode word.
-bool ceilingGrants(std::int32_t word, std::int32_t ceiling);
+// Whether a processor, of a tuned make or not, grants a mode word.
+bool isModeGranted(std::int32_t word, bool isTuned, std::int32_t ceiling);
 
 }  // namespace korvan

@@ -162,8 +162,7 @@ std::int32_t ThreadSettings::verbose() {
         const Variable variable(platform_, "QVX_VERBOSE");
         const char* end = nullptr;
         const std::int32_t value = parseInteger(variable.text(), 0, &end);
-        const bool whole = end != variable.text() && *end == '\0';
-        verbose_ = whole && value >= 0 && value <= 2 ? value : 0;
+        verbose_ = *end == '\0' && value >= 0 && value <= 2 ? value : 0;
     });
     return verbose_;
 }

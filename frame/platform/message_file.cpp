@@ -53,7 +53,7 @@ const char* textOfLine(const char* line, std::uint32_t number) {
         value = value * 10 + static_cast<std::uint64_t>(*p - '0');
         if (value > UINT32_MAX) return nullptr;
     }
-    if (p == line || *p != '\t') return nullptr;
+    if (*p != '\t') return nullptr;
     return ((value ^ number) & ~severityBit) == 0 ? p + 1 : nullptr;
 }
 

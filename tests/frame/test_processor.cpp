@@ -66,7 +66,8 @@ std::uint64_t stateOf(const std::string& feature) {
 }
 
 TEST(Features, EachFollowsItsOwnBitAndTheSystemsState) {
-    const std::uint64_t states[] = {0x3, 0x5, 0x7, 0x67, 0xE1, 0xE7, 0x20007, 0x60001, 0x600E7};
+    const std::uint64_t states[] = {0x3,  0x5,  0x7,     0x67,    0xE1,    0xA7,
+                                    0xC7, 0xE7, 0x20007, 0x40007, 0x60001, 0x600E7};
     for (const auto& where : reported) {
         std::istringstream features(where.features);
         int bit = 0;
@@ -145,7 +146,9 @@ TEST(Branch, DetectedFromProcessorAndLimit) {
     expect(amd, avxClass, {{"", 6, 8}, {"SSE4_2", 5, 7}, {"AVX2", 6, 8}});
     expect(amd, avx2Class, {{"", 7, 9}});
     expect(intel, avxVnni, {{"", 15, 9}, {"AVX512", 15, 9}, {"AVX2", 7, 9}});
-    expect(intel, avx512Class, {{"", 9, 11}, {"AVX", 6, 8}, {"AVX512_E1", 9, 11}});
+    expect(intel, avxVnni, {{"AVX512_E1", 15, 9}, {"AVX512_E3", 15, 9}, {"AVX512_E4", 15, 9}});
+    expect(intel, avx512Class,
+           {{"", 9, 11}, {"AVX", 6, 8}, {"AVX512_E1", 9, 11}, {"AVX2_E1", 9, 11}});
     expect(intel, vnni, {{"", 11, 11}});
     expect(intel, vaes, {{"", 12, 11}});
     expect(amd, bf16, {{"", 13, 11}, {"AVX512_E4", 13, 11}, {"SSE4_2", 5, 7}});
@@ -218,26 +221,33 @@ TEST(Branch, SettingsTogether) {
                       mode = "QVX_CBWR";
     const struct {
         std::map<std::string, std::string> environment;
-        std::int32_t mode, branch, level;
+        std::int32_t mode, detected, branch, level;
     } rows[] = {
         // The mode is tested against what limit and disabling leave of the processor.
-        {{{limit, "AVX"}, {mode, "AVX2"}}, 2, 8, 6},
-        {{{disable, "avx"}, {mode, "AVX"}}, 2, 7, 5},
-        {{{disable, "avx,sse4"}, {mode, "SSE4_1"}}, 7, 5, 4},
-        {{{disable, "avx,sse4,sse4.1"}, {mode, "SSE4_1"}}, 2, 5, 4},
-        {{{limit, "AVX512_E2"}, {mode, "AVX512_E1"}}, 14, 11, 9},
-        {{{limit, "AVX512"}, {mode, "AVX2"}}, 10, 9, 7},
+        {{{limit, "AVX"}, {mode, "AVX2"}}, 2, 6, 8, 6},
+        {{{disable, "avx"}, {mode, "AVX"}}, 2, 5, 7, 5},
+        {{{disable, "avx,sse4"}, {mode, "SSE4_1"}}, 7, 4, 5, 4},
+        {{{disable, "avx,sse4,sse4.1"}, {mode, "SSE4_1"}}, 2, 4, 5, 4},
+        {{{limit, "AVX512_E2"}, {mode, "AVX512_E1"}}, 14, 12, 11, 9},
+        {{{limit, "AVX512"}, {mode, "AVX2"}}, 10, 9, 9, 7},
         // A limit that the processor doesn't reach leaves everything allowed.
-        {{{disable, "avx512vl"}, {limit, "AVX512"}}, 1, 9, 7},
-        {{{disable, "avx"}, {limit, "AVX"}}, 1, 7, 5},
+        {{{disable, "avx512vl"}, {limit, "AVX512"}}, 1, 15, 9, 7},
+        {{{disable, "avx512f"}, {limit, "AVX512_E2"}}, 1, 15, 9, 7},
+        {{{disable, "sse4"}, {limit, "SSE4_2"}}, 1, 14, 11, 9},
+        // One that it reaches acts, though the processor lacks something else.
+        {{{disable, "avx512vl"}, {limit, "AVX512_E1"}}, 1, 7, 9, 7},
+        {{{disable, "avx512vl"}, {limit, "AVX512_E2"}}, 1, 7, 9, 7},
+        {{{disable, "avx512vl"}, {limit, "AVX512_E3"}}, 1, 7, 9, 7},
+        {{{disable, "avx512vl"}, {limit, "AVX512_E4"}}, 1, 7, 9, 7},
         // The override acts on the branch alone.
-        {{{overrideName, "11"}, {mode, "COMPATIBLE"}}, 3, 11, 2},
-        {{{overrideName, "3"}, {limit, "AVX"}}, 1, 3, 6},
+        {{{overrideName, "11"}, {mode, "COMPATIBLE"}}, 3, 14, 11, 2},
+        {{{overrideName, "3"}, {limit, "AVX"}}, 1, 6, 3, 6},
     };
     for (const auto& row : rows) {
         Process process;
-        process.processor(intel, fp16);
+        process.processor(intel, fp16 + "avxvnni");
         process.environment = row.environment;
+        EXPECT_EQ(process.chip.detectedLevel(), row.detected);
         EXPECT_EQ(process.choice.branchNumber(), row.branch);
         EXPECT_EQ(process.reproducibility.get(1), row.mode);
         EXPECT_EQ(process.choice.level(), row.level);
@@ -260,6 +270,7 @@ TEST(Reproducibility, Modes) {
     expect(intel, ssse3Class, {{"SSSE3", 6, 5}, {"SSE4_1", 2, 5}});
     expect(intel, "sse3", {{"SSE2", 4, 3}, {"SSSE3", 2, 3}});
     expect(other, fp16, {{"AUTO", 2, 7}, {"COMPATIBLE,STRICT", 0x10003, 2}, {"SSE2", 2, 7}});
+    expect(other, fp16, {{"AUTO,STRICT", 0x10002, 7}, {"AVX2,STRICT", 2, 7}});
     // Forms.
     expect(intel, fp16, {{"AVX2,STRICT", 0x1000A, 9}, {"BRANCH=AVX, STRICT ", 0x10009, 8}});
     expect(intel, fp16, {{"AVX2STRICT", 2, 11}, {"AVX2 STRICT", 2, 11}, {"STRICT", 2, 11}});
@@ -303,9 +314,10 @@ TEST(Reproducibility, ModesOutsideTheNames) {
     }
     for (const std::int32_t word : {4, 11, 12, 13, 14, 15, 0x1000C, 0x20004}) {
         const bool refused = word == 11 || word == 13 || word == 0x20004;
-        EXPECT_EQ(ceilingGrants(word, 14), !refused) << word;
+        EXPECT_EQ(isModeGranted(word, true, 14), !refused) << word;
     }
-    EXPECT_FALSE(ceilingGrants(11, 12));
+    EXPECT_FALSE(isModeGranted(11, true, 12));
+    EXPECT_FALSE(isModeGranted(15, false, 14) || isModeGranted(0x20003, false, 14));
 }
 
 std::int32_t exitCode = 0;

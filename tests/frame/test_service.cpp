@@ -11,6 +11,7 @@
 #include "frame/exit_list.h"
 #include "frame/message_catalog.h"
 #include "frame/messages.h"
+#include "frame/one_time.h"
 #include "frame/platform/message_file.h"
 #include "frame/reporter.h"
 #include "frame/service_lock.h"
@@ -75,9 +76,24 @@ TEST(ReporterDeathTest, FirstHookStaysAndGetsEverything) {
             installReportHook(defaultReportHook);
             reportArgument("aNameOfMoreThanFiftyCharactersIsMeasuredNoFurtherThanThat", -4);
             reportError("x", &position, -9);
+            printMessage(0, 0, 0);
             fatalExit(7);
         },
-        testing::ExitedWithCode(7), "Parameter 5 [a-z ]*early\\.<aName.*ThanThat -4 50><x 5 -9>$");
+        testing::ExitedWithCode(7),
+        "Parameter 5 [a-z ]*early\\.<aName.*ThanThat -4 50><x 5 -9>\n$");
+}
+
+TEST(ReporterDeathTest, FirstReportInstallsTheDefault) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            reportArgument("first", 1);
+            installReportHook([](const char*, const std::int32_t*, std::int32_t) {});
+            reportArgument("second", 2);
+            fatalExit(0);
+        },
+        testing::ExitedWithCode(0), "first\\.\n.*second\\.$");
 }
 
 TEST(Messages, PrintedByNumberAndByFormat) {
@@ -121,9 +137,9 @@ TEST(Resources, TextReplacesTheRowIfItFits) {
     };
     EXPECT_EQ(shown("100%% voll: %s\r\n"), "100% voll: f");
     EXPECT_EQ(shown(std::string(509, 'x') + "%s\r\n"), std::string(509, 'x') + "f");
-    for (const std::string refused :
-         {"\r\n", "%s", "%s\n", "%s \n", "x\r\n", "%s %s\r\n", "%d\r\n", "%n\r\n", "%9999s\r\n",
-          "%1$s\r\n", "%ls\r\n", "%s%n\r\n", "%s %\r\n", "%s %.*\r\n", "%\r\n", "%%s\r\n"}) {
+    for (const std::string refused : {"\r\n", "%s", "%s\n", "%s\r ", "%s \n", "x\r\n", "%s %s\r\n",
+                                      "%d\r\n", "%n\r\n", "%9999s\r\n", "%1$s\r\n", "%ls\r\n",
+                                      "%s%n\r\n", "%s %\r\n", "%s %.*\r\n", "%\r\n", "%%s\r\n"}) {
         EXPECT_EQ(shown(refused), builtIn) << refused;
     }
 }
@@ -136,6 +152,9 @@ TEST(Resources, EnglishFileIsTheSecondAndLastTry) {
     EXPECT_EQ(message(tooEarly, 8, 1, "f"), builtIn) << "looked for once only";
     MessageCatalog english(madeUp.platform);
     EXPECT_EQ(message(english, 8, 1, "f"), "No room in f");
+    madeUp.messages["1031/qvx_msg.dll"][number8] = "Kein Platz in %s\r\n";
+    MessageCatalog german(madeUp.platform);
+    EXPECT_EQ(message(german, 8, 1, "f"), "Kein Platz in f");
 }
 
 TEST(Resources, Files) {
@@ -186,6 +205,20 @@ TEST(ServiceLock, KeepsTwoThreadsApart) {
     other.join();
     EXPECT_EQ(counter, 1'000'000);
     EXPECT_EQ(word.load(), 0);
+}
+
+TEST(OneTime, SecondThreadWaitsAndDoesNothing) {
+    OneTime oneTime;
+    int runs = 0;
+    std::thread second;
+    oneTime.run([&] {
+        second = std::thread([&] { oneTime.run([&] { ++runs; }); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ++runs;
+    });
+    second.join();
+    oneTime.run([&] { ++runs; });
+    EXPECT_EQ(runs, 1);
 }
 
 std::atomic<std::int32_t> heldWord{1};

@@ -38,6 +38,7 @@ TEST(Settings, ReaderOfVariables) {
     EXPECT_EQ(read("UNSET", 8), Result(0, ""));
     EXPECT_EQ(read(nullptr, 8), Result(0, ""));
     EXPECT_EQ(readEnv(madeUp.platform, "FOUR", nullptr, 0), -5);
+    EXPECT_EQ(readEnv(madeUp.platform, "EMPTY", nullptr, 0), 0);
     madeUp.platform.restrictedEnvironment = true;
     EXPECT_EQ(read("FOUR", 8), Result(0, ""));
     EXPECT_EQ(read("LANG", 8), Result(2, "de"));
