@@ -70,8 +70,9 @@ using LongVector = hn::Vec<LongTag>;
 
 constexpr bool isFused = HWY_TARGET <= HWY_AVX2;
 constexpr std::size_t doubleLanes = wordLanes / 2;
-constexpr std::size_t registers = HWY_TARGET <= HWY_AVX3 ? 2 : 4;  // lanes in flight: a step's
-constexpr std::size_t lanes = registers * doubleLanes;             // chain is 16 cycles and more
+// In flight: the chain of a step is 16 cycles long, and longer without fused operations.
+constexpr std::size_t registers = HWY_TARGET <= HWY_AVX3 ? 2 : 4;
+constexpr std::size_t lanes = registers * doubleLanes;
 constexpr std::size_t stepsAtOnce = 4;  // a lane's words that are stored together
 
 // Words of a lane's piece, from the longest; the shortest also takes what is left.
@@ -313,8 +314,8 @@ HWY_INLINE void putPieces(const Sink& sink, std::size_t i, std::size_t count,
             last.y.words(lastLane % doubleLanes, state.y);
         }
         if (t == spacing) break;
-        // Two steps of each register at a time: more would fill the processor's queue with one
-        // register's chain, fewer would not fit its registers.
+        // Two steps of each register at a time: with more, one register's chain fills the
+        // processor's queue; with fewer, the states don't stay in registers.
         Doubles differences[registers][stepsAtOnce];
         for (std::size_t k = 0; k < registers; ++k) {
             differences[k][0] = group[k].step();
