@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -71,8 +72,7 @@ std::int32_t readMessageFile(const char* path, std::uint32_t number, char* buffe
     if (text == nullptr) return 0;
     const std::size_t length = std::strlen(text);
     if (static_cast<std::int64_t>(length) + 3 > size) return 0;
-    std::memcpy(buffer, text, length);
-    std::memcpy(buffer + length, "\r\n", 3);
+    std::memcpy(std::copy_n(text, length, buffer), "\r\n", 3);
     return static_cast<std::int32_t>(length + 2);
 }
 
