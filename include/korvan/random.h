@@ -282,7 +282,7 @@ KORVAN_RANDOM_API const char* vslGetCopyName(void);
  * come out is the generator's own (docs/generators.md); by rounding a + (b - a) u an element can
  * touch b or, by a last bit, leave [a, b].  METHOD_UNIFORM_ACCURATE clamps every element to the
  * closed interval.  Copies of processors with fused multiply-add round once where others round
- * twice, so the last bit can differ between processors.
+ * twice, so reals can differ between processors by a rounding of b - a.
  * Position 5: a >= b. */
 KORVAN_RANDOM_API int32_t vdRngUniform(int32_t method, StreamHandle stream, int32_t n, double* r,
                                        double a, double b);
