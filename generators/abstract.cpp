@@ -9,24 +9,27 @@
 namespace korvan {
 namespace {
 
-// Hangs the binding on the stream, in place of one that it may have.
+// Hangs the binding on the stream, in place of one that it may have.  It has a key, so that an
+// image can name it.
 std::int32_t bind(StreamHandle stream, const AbstractBinding& binding) {
     void* payload = alignedAlloc(sizeof binding, recordAlignment);
     if (!payload) return RNG_NO_MEMORY;
     std::memcpy(payload, &binding, sizeof binding);
     detachByTag(stream, tagAbstractBinding);
-    const std::int32_t status =
-        attach(stream, tagAbstractBinding, nullptr, payload, sizeof binding);
+    const AttachmentKey key = sharedBlocks().makeUniqueKey(
+        static_cast<std::int64_t>(reinterpret_cast<intptr_t>(payload)));
+    const std::int32_t status = attach(stream, tagAbstractBinding, &key, payload, sizeof binding);
     if (status < 0) alignedFree(payload);
     return status;
 }
 
 template <class Seed>
-std::int32_t bind(StreamHandle stream, const Seed& seed) {
-    return bind(stream, {.generator = stream->generatorId,
-                         .size = *seed.size,
-                         .buffer = seed.buffer,
-                         .callback = reinterpret_cast<void (*)()>(seed.callback)});
+AbstractBinding bindingOf(StreamHandle stream, const Seed& seed) {
+    return {.generator = stream->generatorId,
+            .size = *seed.size,
+            .buffer = seed.buffer,
+            .callback = reinterpret_cast<void (*)()>(seed.callback),
+            .bounds = {}};
 }
 
 AbstractPosition emptyBuffer(std::int32_t size) {
@@ -35,7 +38,7 @@ AbstractPosition emptyBuffer(std::int32_t size) {
 
 std::int32_t seedStream(StreamHandle stream, const AbstractIntegerSeed& seed) {
     stateOf<AbstractIntegerState>(stream) = {.at = emptyBuffer(*seed.size), .spare = {}};
-    return bind(stream, seed);
+    return bind(stream, bindingOf(stream, seed));
 }
 
 template <class Real, class Callback>
@@ -44,7 +47,9 @@ std::int32_t seedStream(StreamHandle stream, const AbstractRealSeed<Real, Callba
     state = {.at = emptyBuffer(*seed.size), .bounds = {}, .spare = {}};
     std::memcpy(state.bounds, seed.lowBound, sizeof(Real));
     std::memcpy(state.bounds + sizeof(Real), seed.highBound, sizeof(Real));
-    return bind(stream, seed);
+    AbstractBinding binding = bindingOf(stream, seed);
+    std::memcpy(binding.bounds, state.bounds, sizeof state.bounds);
+    return bind(stream, binding);
 }
 
 template <class Seed>
@@ -66,6 +71,24 @@ bool isRealState(const StreamRecord* stream) {
     return state.at.isPossible() && !(state.bound(0) >= state.bound(1));
 }
 
+// Is the state one of a stream with this binding?
+template <class Real>
+bool isBoundTo(const StreamRecord* stream, const AbstractBinding& binding) {
+    const auto& state = stateOf<AbstractRealState<Real>>(stream);
+    return state.at.size == binding.size &&
+           std::memcmp(state.bounds, binding.bounds, sizeof state.bounds) == 0;
+}
+
+bool isBoundTo(const StreamRecord* stream, const AbstractBinding& binding) {
+    switch (stream->generatorId) {
+        case GEN_ABSTRACT_INTEGER:
+            return stateOf<AbstractIntegerState>(stream).at.size == binding.size;
+        case GEN_ABSTRACT_DOUBLE: return isBoundTo<double>(stream, binding);
+        case GEN_ABSTRACT_SINGLE: return isBoundTo<float>(stream, binding);
+        default: return false;
+    }
+}
+
 }  // namespace
 
 std::int32_t abstractIntegerInit(std::int32_t op, StreamHandle stream, std::int32_t,
@@ -81,6 +104,13 @@ std::int32_t abstractDoubleInit(std::int32_t op, StreamHandle stream, std::int32
 std::int32_t abstractSingleInit(std::int32_t op, StreamHandle stream, std::int32_t,
                                 const std::uint32_t* params) {
     return init<AbstractSingleSeed>(op, stream, params);
+}
+
+Loaded judgeAbstractBinding(const StreamRecord* stream, const void* payload, std::uint32_t size) {
+    if (size != sizeof(AbstractBinding)) return Loaded::dropped;
+    const auto& binding = *static_cast<const AbstractBinding*>(payload);
+    const bool fits = binding.generator == stream->generatorId && isBoundTo(stream, binding);
+    return fits ? Loaded::ifHeld : Loaded::dropped;
 }
 
 bool abstractIntegerIsState(const StreamRecord* stream) {

@@ -6,6 +6,7 @@
 // needed to tell that a state belongs to them.
 #pragma once
 
+#include "streams/attachments.h"
 #include "streams/stream_record.h"
 
 namespace korvan {
@@ -43,13 +44,15 @@ static_assert(sizeof(StreamRecord) + sizeof(AbstractIntegerState) == 40);
 static_assert(sizeof(StreamRecord) + sizeof(AbstractRealState<double>) == 56);
 static_assert(sizeof(StreamRecord) + sizeof(AbstractRealState<float>) == 48);
 
-// The stream's attachment.
+// The stream's attachment, which its copies share.  Every byte counts: images compare them.
 struct AbstractBinding {
     GeneratorId generator;  // tells the type of buffer and callback
     std::int32_t size;
     void* buffer;
     void (*callback)();
+    unsigned char bounds[16];  // as in the state, then zeros
 };
+static_assert(sizeof(AbstractBinding) == 24 + 2 * sizeof(void*));
 
 // What params of OP_SEED points at; the count of words isn't looked at.
 struct AbstractIntegerSeed {
@@ -67,5 +70,9 @@ struct AbstractRealSeed {
 };
 using AbstractDoubleSeed = AbstractRealSeed<double, AbstractDoubleCallback>;
 using AbstractSingleSeed = AbstractRealSeed<float, AbstractSingleCallback>;
+
+// A binding that was read from an image: addresses must not come from there, so the bytes have to
+// be those of a living stream of this process, and fit the state.
+Loaded judgeAbstractBinding(const StreamRecord* stream, const void* payload, std::uint32_t size);
 
 }  // namespace korvan

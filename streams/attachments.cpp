@@ -32,18 +32,18 @@ void release(StreamAttachment* node) {
     alignedFree(node);
 }
 
-// Puts the node's payload into the table, or replaces it by its equal there.
-void share(StreamAttachment* node) {
-    void* block = sharedBlocks().joinOrAdd(node->key, node->tag, node->size, node->payload);
-    if (block == node->payload) return;
-    // Compared without the lock: the node holds the block by now.
+// The node holds `block` under its key by now: does that replace its payload?  If not, the node
+// loses block and key.
+bool adopt(StreamAttachment* node, void* block) {
+    if (block == node->payload) return true;
     if (block && std::memcmp(block, node->payload, node->size) == 0) {
         alignedFree(node->payload);
         node->payload = block;
-        return;
+        return true;
     }
     if (block && sharedBlocks().release(node->key, block)) alignedFree(block);
     node->key = {};
+    return false;
 }
 
 // A block of its own, with the bytes of source's; null without memory.
@@ -69,6 +69,10 @@ StreamAttachment* copyOf(const StreamAttachment& source) {
 
 }  // namespace
 
+const StreamAttachment* firstAttachment(const StreamRecord* stream) {
+    return headOf(stream);
+}
+
 void* findAttachment(const StreamRecord* stream, std::uint32_t tag) {
     for (const StreamAttachment* node = headOf(stream); node; node = node->next) {
         if (node->tag == tag) return node->payload;
@@ -89,9 +93,23 @@ std::int32_t attach(StreamHandle stream, std::uint32_t tag, const AttachmentKey*
     *node = {.tag = tag, .size = size, .payload = payload, .next = nullptr, .key = {}};
     if (key && !key->isNone() && payload) {
         node->key = *key;
-        share(node);
+        adopt(node, sharedBlocks().joinOrAdd(*key, tag, size, payload));
     }
     push(stream, node);
+    return RNG_OK;
+}
+
+std::int32_t attachHeld(StreamHandle stream, std::uint32_t tag, const AttachmentKey& key,
+                        void* payload, std::uint32_t size) {
+    StreamAttachment* node = allocateNode();
+    if (!node) return RNG_NO_MEMORY;
+    *node = {.tag = tag, .size = size, .payload = payload, .next = nullptr, .key = key};
+    if (payload && !key.isNone() && adopt(node, sharedBlocks().join(key, tag, size))) {
+        push(stream, node);
+    } else {
+        alignedFree(payload);
+        alignedFree(node);
+    }
     return RNG_OK;
 }
 

@@ -37,6 +37,9 @@ struct StreamAttachment {
     AttachmentKey key;  // none: the payload is this node's alone
 };
 
+// The head of the list, or null.
+const StreamAttachment* firstAttachment(const StreamRecord* stream);
+
 // The payload of the first node with the tag, or null.
 void* findAttachment(const StreamRecord* stream, std::uint32_t tag);
 
@@ -52,6 +55,12 @@ std::uint32_t attachmentCount(const StreamRecord* stream);
 std::int32_t attach(StreamHandle stream, std::uint32_t tag, const AttachmentKey* key, void* payload,
                     std::uint32_t size);
 
+// The same for a payload that means nothing unless another stream holds its equal under the same
+// key: the node then holds that block.  If there is none, `payload` is freed and RNG_OK is all that
+// comes of it.
+std::int32_t attachHeld(StreamHandle stream, std::uint32_t tag, const AttachmentKey& key,
+                        void* payload, std::uint32_t size);
+
 // Releases all nodes with the tag; the others keep their order.
 void detachByTag(StreamHandle stream, std::uint32_t tag);
 
@@ -61,5 +70,23 @@ void releaseAttachments(StreamHandle stream);
 // Gives `destination`, which has none, the attachments of `source` in reverse order.
 // RNG_NO_MEMORY: it still has none.
 std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source);
+
+// What becomes of an attachment that was read from an image.
+enum class Loaded {
+    kept,     // its owner could have made it
+    ifHeld,   // it goes through attachHeld
+    dropped,  // it isn't meant for this stream
+    forged,   // its owner can't have made it
+};
+
+// An owner's own test of what images bring under its tag; the stream's state is there by then.
+struct AttachmentOwner {
+    std::uint32_t tag;
+    Loaded (*judge)(const StreamRecord* stream, const void* payload, std::uint32_t size);
+};
+
+// The owner's row, or null: nobody reads what hangs under an unknown tag.  Defined upstairs, where
+// all owners are known (copies/attachment_owners.cpp).
+const AttachmentOwner* attachmentOwner(std::uint32_t tag);
 
 }  // namespace korvan

@@ -25,14 +25,21 @@ SharedBlockTable::Row* SharedBlockTable::find(const AttachmentKey& key, const vo
     return row && row->payload == payload ? row : nullptr;
 }
 
+void* SharedBlockTable::join(Row* row, std::uint32_t tag, std::uint32_t size) {
+    if (!row || row->tag != tag || row->size != size) return nullptr;
+    ++row->refCount;
+    return row->payload;
+}
+
+void* SharedBlockTable::join(const AttachmentKey& key, std::uint32_t tag, std::uint32_t size) {
+    const ServiceGuard guard(lock_);
+    return join(find(key), tag, size);
+}
+
 void* SharedBlockTable::joinOrAdd(const AttachmentKey& key, std::uint32_t tag, std::uint32_t size,
                                   void* payload) {
     const ServiceGuard guard(lock_);
-    if (Row* row = find(key)) {
-        if (row->tag != tag || row->size != size) return nullptr;
-        ++row->refCount;
-        return row->payload;
-    }
+    if (Row* row = find(key)) return join(row, tag, size);
     if (count_ + 1 >= tableRows) return nullptr;
     rows_[count_++] = {.key = key, .refCount = 1, .tag = tag, .size = size, .payload = payload};
     return payload;

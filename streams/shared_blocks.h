@@ -31,6 +31,9 @@ class SharedBlockTable {
     // `payload` in a row of its own.  The block, or null if neither is possible.
     void* joinOrAdd(const AttachmentKey& key, std::uint32_t tag, std::uint32_t size, void* payload);
 
+    // A new holder of the key's block, if there is one with this tag and size; the block, or null.
+    void* join(const AttachmentKey& key, std::uint32_t tag, std::uint32_t size);
+
     // A further holder of a block that the caller holds; false if it isn't shared.
     bool join(const AttachmentKey& key, const void* payload);
 
@@ -52,6 +55,7 @@ class SharedBlockTable {
 
     Row* find(const AttachmentKey& key);
     Row* find(const AttachmentKey& key, const void* payload);
+    static void* join(Row* row, std::uint32_t tag, std::uint32_t size);
 
     const Platform& platform_;
     std::atomic<std::int32_t> lock_{0};

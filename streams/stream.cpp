@@ -11,13 +11,8 @@
 namespace korvan {
 namespace {
 
-// A registered generator may claim a record smaller than its header.
 std::size_t recordSize(const GeneratorRow& row) {
-    return std::max(static_cast<std::size_t>(row.properties.stateSize), sizeof(StreamRecord));
-}
-
-std::size_t stateBytes(const GeneratorRow& row) {
-    return recordSize(row) - sizeof(StreamRecord);
+    return sizeof(StreamRecord) + stateBytes(row);
 }
 
 StreamHandle allocateRecord(const GeneratorRow& row) {
@@ -26,12 +21,8 @@ StreamHandle allocateRecord(const GeneratorRow& row) {
 
 std::int32_t createStream(StreamHandle* stream, GeneratorId id, const GeneratorRow& row,
                           std::int32_t n, const std::uint32_t* params) {
-    const StreamHandle record = allocateRecord(row);
-    *stream = record;
-    if (!record) return RNG_NO_MEMORY;
-    *record = {
-        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
-    return row.properties.initStream(OP_SEED, record, n, params);
+    const std::int32_t status = allocateStream(stream, id, row);
+    return status < 0 ? status : row.properties.initStream(OP_SEED, *stream, n, params);
 }
 
 // The bytes that vslCopyStreamState moves: the tabled count, kept inside both records.
@@ -63,6 +54,21 @@ std::int32_t testForeignState(const StreamRecord* destination, const StreamRecor
 std::int32_t validateStream(const StreamRecord* stream) {
     if (!stream) return RNG_NULL_POINTER;
     return stream->validity == 1 ? RNG_OK : RNG_BAD_STREAM;
+}
+
+std::size_t stateBytes(const GeneratorRow& row) {
+    // A registered generator may claim a record smaller than its header.
+    const auto size = static_cast<std::size_t>(row.properties.stateSize);
+    return std::max(size, sizeof(StreamRecord)) - sizeof(StreamRecord);
+}
+
+std::int32_t allocateStream(StreamHandle* stream, GeneratorId id, const GeneratorRow& row) {
+    const StreamHandle record = allocateRecord(row);
+    *stream = record;
+    if (!record) return RNG_NO_MEMORY;
+    *record = {
+        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
+    return RNG_OK;
 }
 
 std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,

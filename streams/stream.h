@@ -2,14 +2,24 @@
 // stream handles; what a routine of a generator returns is handed on.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "korvan/random.h"
 
 namespace korvan {
 
+struct GeneratorRow;
+
 // RNG_NULL_POINTER, RNG_BAD_STREAM or RNG_OK.
 std::int32_t validateStream(const StreamRecord* stream);
+
+// Bytes of a record behind its header.
+std::size_t stateBytes(const GeneratorRow& row);
+
+// A live stream whose state isn't written yet and that has no attachments; or null and
+// RNG_NO_MEMORY.
+std::int32_t allocateStream(StreamHandle* stream, GeneratorId id, const GeneratorRow& row);
 
 std::int32_t newStream(StreamHandle* stream, GeneratorId id, std::int32_t n,
                        const std::uint32_t* params);

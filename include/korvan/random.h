@@ -181,6 +181,56 @@ KORVAN_RANDOM_API int32_t vslSkipAheadStream(StreamHandle stream, int64_t nskip)
 /* The GeneratorId that the stream was made with, or a negative status. */
 KORVAN_RANDOM_API int32_t vslGetStreamStateBrng(StreamHandle stream);
 
+/* ---- Stream images ----------------------------------------------------------------------
+ *
+ * An image is a stream as a row of bytes, the same in a file and in memory, and on every
+ * processor: the stream's id, its state and what distributions keep on it.  A loaded stream goes
+ * on exactly where the saved one stood.  docs/stream-images.md has the format.
+ *
+ * Loading doesn't trust the bytes: a state that no stream can be in, or an attachment that nobody
+ * can have made, is refused.  But a registered generator gets its state back unexamined, under the
+ * id that it must have been given again.  A null stream pointer gives RNG_NULL_POINTER.
+ *
+ * An abstract stream's image names its buffer and callback, and only within the process, and
+ * while the stream or a copy of it lives: loaded then, it shares them as a copy does.  Loaded at
+ * any other time it has none, and its fills return RNG_NULL_POINTER. */
+
+/* Bytes of the stream's image: what vslSaveStreamM needs.
+ * RNG_NULL_POINTER or RNG_BAD_STREAM, reported at position 1: no live stream.
+ * RNG_BAD_ARGUMENT, unreported: more than an int32_t holds. */
+KORVAN_RANDOM_API int32_t vslGetStreamSize(StreamHandle stream);
+
+/* Writes the stream's image to the file fname, which is made or overwritten.
+ *
+ * Position 1: no live stream, RNG_NULL_POINTER or RNG_BAD_STREAM.  Position 2: fname is null,
+ * RNG_BAD_ARGUMENT.  Unreported: RNG_FILE_OPEN_FAILED, RNG_FILE_WRITE_FAILED, and
+ * RNG_FILE_CLOSE_FAILED, which is how a full disk mostly shows.  After the last two an incomplete
+ * file stays behind: write a new checkpoint beside the last one, then rename it. */
+KORVAN_RANDOM_API int32_t vslSaveStreamF(StreamHandle stream, const char* fname);
+
+/* Makes a stream from the image in the file fname and stores it at *stream, or null.
+ *
+ * Position 2: fname is null, RNG_BAD_ARGUMENT.  Unreported, in the order of discovery:
+ *   RNG_FILE_OPEN_FAILED     there is no such file, or it may not be read
+ *   RNG_FILE_READ_FAILED     the image is cut short, or a directory
+ *   RNG_BAD_FILE_FORMAT      no image, or one of no generator of this version, or forged
+ *   RNG_NO_HARDWARE_SOURCE, RNG_NO_AES_SUPPORT   this processor can't run the generator
+ *   RNG_NO_MEMORY, RNG_FILE_CLOSE_FAILED
+ * What follows the image in the file isn't read. */
+KORVAN_RANDOM_API int32_t vslLoadStreamF(StreamHandle* stream, const char* fname);
+
+/* Writes the stream's image, vslGetStreamSize(stream) bytes, to memptr, at any alignment.
+ * Position 1: no live stream.  Position 2: memptr is null, RNG_BAD_ARGUMENT. */
+KORVAN_RANDOM_API int32_t vslSaveStreamM(StreamHandle stream, char* memptr);
+
+/* Makes a stream from the image at memptr and stores it at *stream, or null.
+ *
+ * The image has to be whole: its own numbers tell how many bytes are read, so bytes from outside
+ * that may be cut short belong into a file first.  Statuses as vslLoadStreamF has them, with
+ * RNG_BAD_MEMORY_FORMAT for a bad image; RNG_FILE_READ_FAILED: attachments in a version of the
+ * format that isn't known. */
+KORVAN_RANDOM_API int32_t vslLoadStreamM(StreamHandle* stream, const char* memptr);
+
 /* ---- Generator table -------------------------------------------------------------------- */
 
 /* The number of rows: 16, and one more for each registration. */

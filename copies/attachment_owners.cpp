@@ -1,0 +1,21 @@
+// Who owns which attachments: the one list of tests that loaded payloads have to pass.
+#include "generators/abstract.h"
+#include "streams/attachments.h"
+
+namespace korvan {
+namespace {
+
+constexpr AttachmentOwner owners[] = {
+    {tagAbstractBinding, judgeAbstractBinding},
+};
+
+}  // namespace
+
+const AttachmentOwner* attachmentOwner(std::uint32_t tag) {
+    for (const AttachmentOwner& owner : owners) {
+        if (owner.tag == tag) return &owner;
+    }
+    return nullptr;
+}
+
+}  // namespace korvan
