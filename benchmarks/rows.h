@@ -83,5 +83,6 @@ void addWordRows();
 void addRealRows();
 void addIntegerRows();
 void addServiceRows();
+void addMemoryRows();
 
 }  // namespace korvan::benchmarks

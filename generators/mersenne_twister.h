@@ -50,7 +50,7 @@ template <class Shape>
 bool isTwisterState(const std::uint32_t* block, std::int32_t index) {
     if (index < 0 || index > static_cast<std::int32_t>(Shape::words)) return false;
     std::uint32_t bits = block[0] & ~Shape::lowMask;
-    for (std::size_t k = 1; k < Shape::words; ++k) bits |= block[k];
+    for (std::size_t k = 1; k < Shape::words && bits == 0; ++k) bits = block[k];
     return bits != 0;
 }
 

@@ -1,15 +1,15 @@
 #!/bin/sh
 # usage: scripts/test.sh [PRESET] [CTEST OPTION]...
 # Installs what is missing, builds everything of the preset and runs its tests.
-# PRESET is release (without one), debug, sanitize or clang; `scripts/test.sh debug -R philox`
-# runs the tests whose names hold philox.
+# PRESET is release (without one), debug, sanitize, threads or clang; `scripts/test.sh debug -R
+# philox` runs the tests whose names hold philox.
 set -eu
 cd "$(dirname "$0")/.."
 
 preset=release
 case ${1-} in
     '' | -*) ;;
-    release | debug | sanitize | clang) preset=$1 && shift ;;
+    release | debug | sanitize | threads | clang) preset=$1 && shift ;;
     *) sed -n '2,5s/^# //p' "$0" >&2 && exit 2 ;;
 esac
 

@@ -156,14 +156,12 @@ bool readDescription(Source& source, Description& image) {
     if (common[0] == currentVersion) {
         ImageHeader header;
         if (!readRest(source, common, header)) return false;
-        image = {header.version,    hasMagic,
-                 header.headerSize, header.stateBytes,
+        image = {header.version,         hasMagic,          header.headerSize, header.stateBytes,
                  header.attachmentCount, header.generatorId};
     } else {
         OldImageHeader header;
         if (!readRest(source, common, header)) return false;
-        image = {header.version,       hasMagic,
-                 sizeof(ImageHeader),  header.stateBytes,
+        image = {header.version,         hasMagic,          sizeof(ImageHeader), header.stateBytes,
                  header.attachmentCount, header.generatorId};
     }
     return true;

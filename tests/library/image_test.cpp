@@ -160,7 +160,8 @@ struct Draft {
     Bytes bytes() const {
         Bytes image(version == 2 ? 24 : 20, '\xAA');  // nobody reads what isn't told
         const auto put = [&](std::size_t at, std::uint64_t value, std::size_t width) {
-            for (std::size_t k = 0; k < width; ++k) image[at + k] = static_cast<char>(value >> 8 * k);
+            for (std::size_t k = 0; k < width; ++k)
+                image[at + k] = static_cast<char>(value >> 8 * k);
         };
         put(0, static_cast<std::uint64_t>(version), 1);
         std::memcpy(&image[magicAt], "RNG", 3);
@@ -237,7 +238,9 @@ TEST_P(EveryImage, ContinuesWhereTheSavedStreamStood) {
             EXPECT_EQ(vslGetStreamStateBrng(loaded.stream), id);
             EXPECT_EQ(imageOf(loaded.stream), bytes);
             const Bytes continued = drawWithEverything(loaded.stream, 100);
-            if (isRepeatable(id)) { ASSERT_EQ(continued, expected) << drawn; }
+            if (isRepeatable(id)) {
+                ASSERT_EQ(continued, expected) << drawn;
+            }
         }
     }
 }
@@ -250,7 +253,9 @@ TEST_P(EveryImage, GoldenImageIsWrittenAndRead) {
     EXPECT_EQ(imageOf(stream), golden);
     const Loaded loaded = Loaded::file(goldenFile(id).c_str());
     ASSERT_EQ(loaded.status, RNG_OK);
-    if (isRepeatable(id)) { EXPECT_EQ(drawWords(loaded.stream, 3000), drawWords(stream, 3000)); }
+    if (isRepeatable(id)) {
+        EXPECT_EQ(drawWords(loaded.stream, 3000), drawWords(stream, 3000));
+    }
     vslDeleteStream(&stream);
 }
 
@@ -283,7 +288,9 @@ TEST_P(EveryImage, AnyByteChanged) {
             const Loaded again = Loaded::memory(saved);
             ASSERT_EQ(again.status, RNG_OK);
             const Bytes drawn = drawWithEverything(loaded.stream, 70);
-            if (isRepeatable(id)) { ASSERT_EQ(drawWithEverything(again.stream, 70), drawn) << at; }
+            if (isRepeatable(id)) {
+                ASSERT_EQ(drawWithEverything(again.stream, 70), drawn) << at;
+            }
         }
     }
 }
@@ -352,8 +359,7 @@ TEST(Images, EntriesComeBackInReverseOrder) {
         const Loaded loaded = Loaded::file(Draft{.version = version, .entries = saved}.bytes());
         ASSERT_EQ(loaded.status, RNG_OK);
         const AttachmentKey kept = version == 0 ? AttachmentKey{} : key1;
-        const std::vector<Entry> expected = {
-            {70, {}, ""}, {71, kept, "second"}, {70, {}, "first"}};
+        const std::vector<Entry> expected = {{70, {}, ""}, {71, kept, "second"}, {70, {}, "first"}};
         EXPECT_EQ(entriesOf(loaded.stream), expected) << version;
         EXPECT_EQ(vslGetStreamSize(loaded.stream), 40 + 3 * 24 + 11);
         const Loaded twice = Loaded::memory(imageOf(loaded.stream));
@@ -361,6 +367,23 @@ TEST(Images, EntriesComeBackInReverseOrder) {
                   (std::vector<Entry>{expected[2], expected[1], expected[0]}));
     }
     EXPECT_EQ(sharedBlocks().count(), 0u);
+}
+
+// Seeds for the fuzzer (tests/fuzz), beside the golden images.
+TEST(Images, DISABLED_WriteMissingForms) {
+    const std::vector<Entry> entries = {{70, {}, "first"}, {71, key1, "second"}, {14, key2, ""}};
+    const std::pair<const char*, Draft> forms[] = {
+        {"version0", {.version = 0, .entries = entries}},
+        {"version1", {.version = 1, .entries = entries}},
+        {"version2", {.version = 2, .entries = entries}},
+        {"unversioned", {.version = 'R', .magicAt = 0}},
+        {"abstract", {.id = GEN_ABSTRACT_INTEGER, .state = std::string(24, 1)}},
+    };
+    for (const auto& [name, draft] : forms) {
+        const Bytes image = draft.bytes();
+        std::ofstream(std::string(KORVAN_TEST_DATA "images/") + name + ".image", std::ios::binary)
+            .write(image.data(), static_cast<std::streamsize>(image.size()));
+    }
 }
 
 TEST(Images, KnownKeyJoinsItsEqualsOnly) {
@@ -402,7 +425,8 @@ struct LadenStream : Stream {
     void hang(std::uint32_t tag, const AttachmentKey& key, const std::string& text) const {
         void* block = alignedAlloc(text.size(), recordAlignment);
         if (block) std::memcpy(block, text.data(), text.size());
-        EXPECT_EQ(attach(handle, tag, &key, block, static_cast<std::uint32_t>(text.size())), RNG_OK);
+        EXPECT_EQ(attach(handle, tag, &key, block, static_cast<std::uint32_t>(text.size())),
+                  RNG_OK);
     }
 };
 
@@ -578,8 +602,9 @@ TEST(Images, AbstractStreamSharesItsBufferWhileItLives) {
     }
     // Neither another's state nor another generator takes it, nor is a byte of it guessed.
     constexpr std::size_t sizeAt = 24, lowBoundAt = 36, bindingAt = 24 + 40 + 24;
-    for (const std::size_t at : {sizeAt, lowBoundAt, bindingAt - 24 + 4, bindingAt - 4, bindingAt + 4,
-                                 bindingAt + 8, bindingAt + 16, bindingAt + 24, bindingAt + 39}) {
+    for (const std::size_t at :
+         {sizeAt, lowBoundAt, bindingAt - 24 + 4, bindingAt - 4, bindingAt + 4, bindingAt + 8,
+          bindingAt + 16, bindingAt + 24, bindingAt + 39}) {
         Bytes changed = image;
         if (at == bindingAt - 4) {
             --changed[at], changed.pop_back();
@@ -604,7 +629,11 @@ TEST(Images, AbstractStreamSharesItsBufferWhileItLives) {
 
 TEST(Images, RegisteredGeneratorComesBack) {
     const GeneratorProperties row = {
-        20, 1, 1, 4, 32,
+        20,
+        1,
+        1,
+        4,
+        32,
         [](std::int32_t, StreamHandle stream, std::int32_t, const std::uint32_t*) {
             stateOf<std::uint32_t>(stream) = 5;
             return std::int32_t{RNG_OK};
