@@ -143,7 +143,8 @@ typedef struct GeneratorProperties {
  * Two threads must not use the new stream at once. */
 KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
 
-/* The same with n seed words; how many count, and what n of 0 means, is the generator's. */
+/* The same with n seed words; how many count, and what n of 0 means, is the generator's.
+ * RNG_NULL_POINTER also if n is above 0 and params null, but for registered generators. */
 KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng, int32_t n,
                                          const uint32_t* params);
 
@@ -208,7 +209,8 @@ KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProper
  * *nmin, since it is called again for what is missing.  Numbers above *nmin wait for later fills.
  * It may keep what it needs beside the buffer, whose address tells streams apart.  What it writes
  * to size, nmin, nmax and index has no effect.  While it runs its stream isn't live: every
- * function refuses it with RNG_BAD_STREAM.
+ * function refuses it with RNG_BAD_STREAM.  It has to return: a jump or an exception that leaves
+ * it leaves the stream dead.
  *
  * A fill draws from the waiting numbers first.  Besides RNG_OK it returns
  *   RNG_ABSTRACT_WRONG_TYPE   the stream holds another type of numbers; laws that draw reals
