@@ -170,7 +170,8 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
 KORVAN_RANDOM_API int32_t vslCopyStreamState(StreamHandle destination, StreamHandle source);
 
 /* Turns the stream into number k (from 0) of nstreams interleaved ones: it then gives the words
- * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.
+ * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.  k is read as unsigned,
+ * and may be nstreams or more.
  * RNG_TOO_MANY_STREAMS: nstreams negative.  RNG_NO_LEAPFROG: not with this generator. */
 KORVAN_RANDOM_API int32_t vslLeapfrogStream(StreamHandle stream, int32_t k, int32_t nstreams);
 
