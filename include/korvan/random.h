@@ -295,6 +295,8 @@ KORVAN_RANDOM_API int32_t vsRngUniform(int32_t method, StreamHandle stream, int3
 /* Uniform integers a, a + 1, ..., b - 1, a < b.
  *
  * The floor of the double that vdRngUniform gives on [a, b), cut to b - 1; one word per element.
+ * From doubles of the caller's own (abstract and registered generators) that lie below a come
+ * integers below a, at least -2^31, and from a NaN b - 1.
  * A range of up to 2^32 - 1 values is as fine as the generator's words: those of GEN_MCG31 have
  * 31 bits.  Position 5: a >= b. */
 KORVAN_RANDOM_API int32_t viRngUniform(int32_t method, StreamHandle stream, int32_t n, int32_t* r,

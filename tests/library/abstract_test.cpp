@@ -201,6 +201,21 @@ TEST(Abstract, RealsAreMovedFromTheBuffersBounds) {
     vslDeleteStream(&singles);
 }
 
+// Numbers far out of the buffer's bounds, and none at all, end at the integers' ends.
+TEST(Abstract, IntegersFromAnyDoubles) {
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    double numbers[] = {-inf, -1e300, -2147483649.5, -2147483648.5, -7.5, 2.5, 1e300, inf, nan};
+    const std::int32_t least = INT32_MIN, expected[] = {least, least, least, least, -8, 2, 8, 8, 8};
+    StreamHandle stream;
+    const auto all = [](auto, std::int32_t* size, auto...) { return *size; };
+    ASSERT_EQ(vslNewAbstractStreamDouble(&stream, 9, numbers, 0, 9, all), RNG_OK);
+    std::int32_t r[9];
+    ASSERT_EQ(viRngUniform(0, stream, 9, r, 0, 9), RNG_OK);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(r[k], expected[k]) << numbers[k];
+    vslDeleteStream(&stream);
+}
+
 TEST(Abstract, OtherTypesAndJumpsAreRefused) {
     const Counting<std::uint32_t> words(4);
     const Counting<double> doubles(4);
