@@ -1,5 +1,6 @@
 #include "generators/abstract.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "frame/memory.h"
@@ -65,10 +66,12 @@ std::int32_t init(std::int32_t op, StreamHandle stream, const std::uint32_t* par
     }
 }
 
-template <class Real>
-bool isRealState(const StreamRecord* stream) {
-    const auto& state = stateOf<AbstractRealState<Real>>(stream);
-    return state.at.isPossible() && !(state.bound(0) >= state.bound(1));
+// Seeding takes any bounds.
+template <class State>
+bool isState(const StreamRecord* stream) {
+    const auto& state = stateOf<State>(stream);
+    return state.at.isPossible() &&
+           std::ranges::all_of(state.spare, [](auto byte) { return byte == 0; });
 }
 
 // Is the state one of a stream with this binding?
@@ -114,15 +117,15 @@ Loaded judgeAbstractBinding(const StreamRecord* stream, const void* payload, std
 }
 
 bool abstractIntegerIsState(const StreamRecord* stream) {
-    return stateOf<AbstractIntegerState>(stream).at.isPossible();
+    return isState<AbstractIntegerState>(stream);
 }
 
 bool abstractDoubleIsState(const StreamRecord* stream) {
-    return isRealState<double>(stream);
+    return isState<AbstractRealState<double>>(stream);
 }
 
 bool abstractSingleIsState(const StreamRecord* stream) {
-    return isRealState<float>(stream);
+    return isState<AbstractRealState<float>>(stream);
 }
 
 }  // namespace korvan

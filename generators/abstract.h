@@ -27,7 +27,7 @@ struct AbstractIntegerState {
     unsigned char spare[12];  // 0
 };
 
-// The bounds a < b of the buffer's numbers.  In bytes: they follow without a gap, unaligned.
+// The bounds of the buffer's numbers.  In bytes: they follow without a gap, unaligned.
 template <class Real>
 struct AbstractRealState {
     AbstractPosition at;

@@ -52,7 +52,8 @@ std::int32_t ars5Init(std::int32_t op, StreamHandle stream, std::int32_t n,
 // After vslCopyStreamState, which leaves buffer and leftover behind, buffer needn't be
 // counter - 1's.
 bool ars5IsState(const StreamRecord* stream) {
-    return stateOf<Ars5State>(stream).leftover <= 4;
+    const auto& state = stateOf<Ars5State>(stream);
+    return state.leftover <= 4 && state.spare == 0;
 }
 
 }  // namespace korvan

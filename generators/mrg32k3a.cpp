@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include "generators/generators.h"
 #include "generators/init_operation.h"
@@ -27,7 +28,7 @@ constexpr Powers powersX = doubledPowers(mrg32k3aStepX, mrg32k3aModulus1);
 constexpr Powers powersY = doubledPowers(mrg32k3aStepY, mrg32k3aModulus2);
 
 std::uint64_t countWord(const std::uint32_t* params, std::int32_t k) {
-    return skipCount(params + 2 * k);
+    return skipCount(params + std::ptrdiff_t{2} * k);
 }
 
 // The powers commute, so one product of matrix and state for each bit that is set will do.

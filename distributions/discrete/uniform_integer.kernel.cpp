@@ -25,11 +25,13 @@ HWY_INLINE void scaleWords(std::uint32_t* words, std::size_t n, std::uint32_t fl
 }
 
 // r[i] = floor(x[i]), at most `highest`: for a large a and a short range, rounding can make the
-// double b itself.
+// double b itself.  Callers' own generators can give anything: no number counts as the highest,
+// and what is below the integers as the least of them.
 HWY_INLINE void floorAll(const double* x, std::size_t n, std::int32_t* r, std::int32_t highest) {
-    const double top = static_cast<double>(highest);
+    const double top = static_cast<double>(highest), least = INT32_MIN;
     for (std::size_t i = 0; i < n; ++i) {
-        const double cut = x[i] > top ? top : x[i];
+        const double low = x[i] < top ? x[i] : top;
+        const double cut = low > least ? low : least;
         const std::int32_t truncated = _mm_cvttsd_si32(_mm_set_sd(cut));
         r[i] = truncated - (static_cast<double>(truncated) > cut ? 1 : 0);
     }
@@ -65,8 +67,7 @@ HWY_INLINE void scaleWords(std::uint32_t* words, std::size_t n, std::uint32_t fl
     for (std::size_t k = i; k < n; ++k) words[k] = padded[k - i];
 }
 
-// r[i] = floor(x[i]), at most `highest`: for a large a and a short range, rounding can make the
-// double b itself.
+// As above; the smaller of no number and `top` is `top`, and DemoteTo stops at the least integer.
 HWY_INLINE void floorAll(const double* x, std::size_t n, std::int32_t* r, std::int32_t highest) {
     const hn::ScalableTag<double> doubles;
     const hn::Rebind<std::int32_t, decltype(doubles)> ints;

@@ -143,7 +143,8 @@ typedef struct GeneratorProperties {
  * Two threads must not use the new stream at once. */
 KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
 
-/* The same with n seed words; how many count, and what n of 0 means, is the generator's. */
+/* The same with n seed words; how many count, and what n of 0 means, is the generator's.
+ * RNG_NULL_POINTER also if n is above 0 and params null, but for registered generators. */
 KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng, int32_t n,
                                          const uint32_t* params);
 
@@ -169,7 +170,8 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
 KORVAN_RANDOM_API int32_t vslCopyStreamState(StreamHandle destination, StreamHandle source);
 
 /* Turns the stream into number k (from 0) of nstreams interleaved ones: it then gives the words
- * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.
+ * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.  k is read as unsigned,
+ * and may be nstreams or more.
  * RNG_TOO_MANY_STREAMS: nstreams negative.  RNG_NO_LEAPFROG: not with this generator. */
 KORVAN_RANDOM_API int32_t vslLeapfrogStream(StreamHandle stream, int32_t k, int32_t nstreams);
 
@@ -258,7 +260,8 @@ KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProper
  * *nmin, since it is called again for what is missing.  Numbers above *nmin wait for later fills.
  * It may keep what it needs beside the buffer, whose address tells streams apart.  What it writes
  * to size, nmin, nmax and index has no effect.  While it runs its stream isn't live: every
- * function refuses it with RNG_BAD_STREAM.
+ * function refuses it with RNG_BAD_STREAM.  It has to return: a jump or an exception that leaves
+ * it leaves the stream dead.
  *
  * A fill draws from the waiting numbers first.  Besides RNG_OK it returns
  *   RNG_ABSTRACT_WRONG_TYPE   the stream holds another type of numbers; laws that draw reals
@@ -342,6 +345,8 @@ KORVAN_RANDOM_API int32_t vsRngUniform(int32_t method, StreamHandle stream, int3
 /* Uniform integers a, a + 1, ..., b - 1, a < b.
  *
  * The floor of the double that vdRngUniform gives on [a, b), cut to b - 1; one word per element.
+ * From doubles of the caller's own (abstract and registered generators) that lie below a come
+ * integers below a, at least -2^31, and from a NaN b - 1.
  * A range of up to 2^32 - 1 values is as fine as the generator's words: those of GEN_MCG31 have
  * 31 bits.  Position 5: a >= b. */
 KORVAN_RANDOM_API int32_t viRngUniform(int32_t method, StreamHandle stream, int32_t n, int32_t* r,

@@ -190,15 +190,30 @@ TEST(Abstract, RealsAreMovedFromTheBuffersBounds) {
     ASSERT_EQ(vslNewAbstractStreamSingle(&singles, 19, narrow, 10, 17, all), RNG_OK);
     ASSERT_EQ(vdRngUniform(0, stream, 19, r, -1, 2), RNG_OK);
     ASSERT_EQ(vsRngUniform(0, singles, 19, f, -1, 2), RNG_OK);
-    for (int k = 0; k < 19; ++k) {  // the product is rounded, or fused
-        EXPECT_NEAR(r[k], (numbers[k] - 10) * (3.0 / 7.0) - 1, 2.3e-16) << k;
-        EXPECT_NEAR(f[k], (narrow[k] - 10) * (3.0f / 7.0f) - 1, 1.3e-7) << k;
+    for (int k = 0; k < 19; ++k) {
+        EXPECT_EQ(r[k], multiplyAdd(numbers[k] - 10, 3.0 / 7.0, -1.0)) << k;
+        EXPECT_EQ(f[k], multiplyAdd(narrow[k] - 10, 3.0f / 7.0f, -1.0f)) << k;
     }
     std::int32_t die[18];  // floors of the doubles
     ASSERT_EQ(viRngUniform(0, stream, 18, die, 1, 8), RNG_OK);
     EXPECT_TRUE(die[0] == 1 && die[4] == 2 && die[17] == 6);
     vslDeleteStream(&stream);
     vslDeleteStream(&singles);
+}
+
+// Numbers far out of the buffer's bounds, and none at all, end at the integers' ends.
+TEST(Abstract, IntegersFromAnyDoubles) {
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    double numbers[] = {-inf, -1e300, -2147483649.5, -2147483648.5, -7.5, 2.5, 1e300, inf, nan};
+    const std::int32_t least = INT32_MIN, expected[] = {least, least, least, least, -8, 2, 8, 8, 8};
+    StreamHandle stream;
+    const auto all = [](auto, std::int32_t* size, auto...) { return *size; };
+    ASSERT_EQ(vslNewAbstractStreamDouble(&stream, 9, numbers, 0, 9, all), RNG_OK);
+    std::int32_t r[9];
+    ASSERT_EQ(viRngUniform(0, stream, 9, r, 0, 9), RNG_OK);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(r[k], expected[k]) << numbers[k];
+    vslDeleteStream(&stream);
 }
 
 TEST(Abstract, OtherTypesAndJumpsAreRefused) {
@@ -260,17 +275,40 @@ TEST(Abstract, StateThatDoesNotFitItsBufferIsRefused) {
         at = position;
         words.draw(1);
         EXPECT_EQ(words.status, RNG_NULL_POINTER);
+        EXPECT_EQ(findGenerator(GEN_ABSTRACT_INTEGER)->isState(words.stream), position.size == 3);
     }
     at = live;
     EXPECT_EQ(words.draw(1)[0], 0u);
 
-    // Seeded anew without a buffer, in place of the binding that it had.
+    // Seeded anew without a buffer or a callback, in place of the binding that it had.
     const std::int32_t size = 4;
-    AbstractIntegerSeed seed{&size, nullptr, nullptr};
-    ASSERT_EQ(row.initStream(OP_SEED, words.stream, 0, reinterpret_cast<std::uint32_t*>(&seed)), 0);
-    words.draw(1);
-    EXPECT_EQ(words.status, RNG_NULL_POINTER);
+    const AbstractIntegerCallback all = [](auto, std::int32_t* count, auto...) { return *count; };
+    const AbstractIntegerSeed seeds[] = {{&size, nullptr, all},
+                                         {&size, words.buffer.data(), nullptr}};
+    for (const AbstractIntegerSeed& seed : seeds) {
+        const auto* params = reinterpret_cast<const std::uint32_t*>(&seed);
+        ASSERT_EQ(row.initStream(OP_SEED, words.stream, 0, params), RNG_OK);
+        words.draw(1);
+        EXPECT_EQ(words.status, RNG_NULL_POINTER);
+    }
     EXPECT_EQ(row.initStream(OP_SEED, words.stream, 0, nullptr), RNG_NULL_POINTER);
+}
+
+// Seeding through the table takes bounds as they are.
+TEST(Abstract, AnyBoundsButNoSpareBytesArePossible) {
+    Counting<double> doubles(4);
+    const GeneratorRow& row = *findGenerator(GEN_ABSTRACT_DOUBLE);
+    const std::int32_t size = 4;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const auto all = [](auto, std::int32_t* count, auto...) { return *count; };
+    for (const auto& [a, b] : {std::pair{1.0, 0.0}, {0.0, nan}, {0.0, 1.0}}) {
+        const AbstractDoubleSeed seed{&size, doubles.buffer.data(), &a, &b, all};
+        const auto* params = reinterpret_cast<const std::uint32_t*>(&seed);
+        ASSERT_EQ(row.properties.initStream(OP_SEED, doubles.stream, 0, params), RNG_OK);
+        EXPECT_TRUE(row.isState(doubles.stream)) << a << " " << b;
+    }
+    reinterpret_cast<char*>(doubles.stream)[row.properties.stateSize - 1] = 1;
+    EXPECT_FALSE(row.isState(doubles.stream));
 }
 
 // Each call holds every later fault as well.

@@ -98,7 +98,8 @@ TEST_P(GeneratorLaws, SkipsAdd) {
     if (id == GEN_SOBOL || id == GEN_NIEDERREITER) GTEST_SKIP() << "of finite length";
     std::mt19937_64 far(3);
     for (int round = 0; round < 3; ++round) {
-        const std::uint64_t a = far() >> (2 + 20 * round), b = far() >> (3 + 17 * round);
+        std::uint64_t a = far() >> (2 + 20 * round), b = far() >> (3 + 17 * round);
+        if (round == 0) a |= 1ull << 62, b |= 1ull << 62;  // the count is unsigned
         Stream twice(id, 5), once(id, 5);
         ASSERT_EQ(vslSkipAheadStream(twice, static_cast<std::int64_t>(a)), RNG_OK);
         ASSERT_EQ(vslSkipAheadStream(twice, static_cast<std::int64_t>(b)), RNG_OK);
@@ -125,6 +126,11 @@ TEST_P(GeneratorLaws, LeapfroggingIsAStride) {
             }
         }
     }
+    // The place in the sequence is an unsigned number, whatever the count of streams.
+    Stream leap(id, 9), skipped(id, 9);
+    ASSERT_EQ(vslLeapfrogStream(leap, -1, 2), RNG_OK);
+    ASSERT_EQ(vslSkipAheadStream(skipped, 0xFFFFFFFF), RNG_OK);
+    EXPECT_EQ(drawWords(leap, 1), drawWords(skipped, 1));
 }
 
 // Reals come from the same words, one each: drawn from twin streams, value and word agree, each

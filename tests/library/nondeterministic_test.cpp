@@ -144,6 +144,17 @@ TEST(Nondeterministic, WordsMapToTheWholeInterval) {
     pair = 0x80000081;
     ASSERT_EQ(vsRngUniform(0, streamWith(3), 2, singles, 0, 0x1p32f), RNG_OK);
     EXPECT_EQ(singles[0], 0x1p31f + 256);  // the word rounded to a single, upwards
+    // The interval's length isn't exact, and rounded in the precision of the reals.
+    std::uint64_t word = 1;
+    for (int round = 0; round < 1000; ++round) {
+        word = word * 0x5851F42D4C957F2D + 1;
+        const auto number =
+            static_cast<double>(static_cast<std::int64_t>(word)) + (word >> 63 ? 0x1p64 : 0.0);
+        ASSERT_EQ(doubleOf(word, -3.3, 1e3), multiplyAdd(number, (1e3 - -3.3) * 0x1p-64, -3.3));
+        const auto low = static_cast<float>(static_cast<std::uint32_t>(word));
+        ASSERT_EQ(vsRngUniform(0, streamWith(3), 2, singles, -3.3f, 1e3f), RNG_OK);
+        ASSERT_EQ(singles[0], multiplyAdd(low, (1e3f - -3.3f) * 0x1p-32f, -3.3f));
+    }
 }
 
 TEST(Nondeterministic, MissingInstructionIsToldAndJumpsAreRefused) {

@@ -60,9 +60,11 @@ inline bool copyFuses() {
 }
 
 // u v + w as this copy's fills of reals round it.
-inline double multiplyAdd(double u, double v, double w) {
-    const double product = u * v;
-    return copyFuses() ? std::fma(u, v, w) : product + w;
+template <class Real>
+Real multiplyAdd(Real u, Real v, Real w) {
+    if (copyFuses()) return std::fma(u, v, w);
+    volatile Real product = u * v;  // not to be fused by the test's compiler either
+    return product + w;
 }
 
 // All bytes behind the record's header.
