@@ -161,7 +161,7 @@ std::int32_t mt19937Init(std::int32_t op, StreamHandle stream, std::int32_t n,
 
 bool mt19937IsState(const StreamRecord* stream) {
     const auto& state = stateOf<Mt19937State>(stream);
-    return isTwisterState<Mt19937Shape>(state.mt, state.index);
+    return isTwisterState<Mt19937Shape>(state.mt, state.index) && state.spare == 0;
 }
 
 }  // namespace korvan

@@ -38,7 +38,8 @@ bool mt2203IsState(const StreamRecord* stream) {
     const auto& state = stateOf<Mt2203State>(stream);
     const TwisterConstants own = constantsOf(memberOf(stream->generatorId));
     return state.constants.matrixA == own.matrixA && state.constants.maskB == own.maskB &&
-           state.constants.maskC == own.maskC && isTwisterState<Mt2203Shape>(state.mt, state.index);
+           state.constants.maskC == own.maskC && state.spare == 0 &&
+           isTwisterState<Mt2203Shape>(state.mt, state.index);
 }
 
 }  // namespace korvan

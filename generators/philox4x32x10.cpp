@@ -63,7 +63,8 @@ std::int32_t philox4x32x10Init(std::int32_t op, StreamHandle stream, std::int32_
 
 // After vslCopyStreamState, which copies part of the buffer, buffer needn't be counter - 1's.
 bool philox4x32x10IsState(const StreamRecord* stream) {
-    return stateOf<PhiloxState>(stream).leftover <= 4;
+    const auto& state = stateOf<PhiloxState>(stream);
+    return state.leftover <= 4 && state.spare == 0;
 }
 
 }  // namespace korvan

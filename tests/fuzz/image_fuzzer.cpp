@@ -37,7 +37,8 @@ class Stream {
     }
     static Stream load(const Bytes& image) {
         Stream stream;
-        require(vslLoadStreamM(&stream.handle_, image.data()) == RNG_OK, "its own image is refused");
+        require(vslLoadStreamM(&stream.handle_, image.data()) == RNG_OK,
+                "its own image is refused");
         return stream;
     }
     Stream copy() const {

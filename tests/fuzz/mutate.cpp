@@ -26,7 +26,8 @@ void change(Input& input) {
     static constexpr std::uint32_t values[] = {0, 1, 2, 3, 0x7F, 0xFF, 0x8000, 0xFFFF, 0xFFFFFFFF};
     if (input.empty()) return;
     // Most of what is tested stands in the header and behind the state.
-    const std::size_t at = below(2) ? below(input.size()) : below(std::min<std::size_t>(64, input.size()));
+    const std::size_t at =
+        below(2) ? below(input.size()) : below(std::min<std::size_t>(64, input.size()));
     switch (below(6)) {
         case 0: input[at] ^= static_cast<std::uint8_t>(1u << below(8)); break;
         case 1: input[at] = static_cast<std::uint8_t>(numbers()); break;
@@ -44,7 +45,8 @@ void change(Input& input) {
             input[16] = static_cast<std::uint8_t>(input[16] + 1);
             const auto size = static_cast<std::uint8_t>(below(4) ? 8 * below(12) : below(256));
             Input entry(24 + size);
-            for (std::uint8_t& byte : entry) byte = static_cast<std::uint8_t>(below(3) ? 0 : numbers());
+            for (std::uint8_t& byte : entry)
+                byte = static_cast<std::uint8_t>(below(3) ? 0 : numbers());
             entry[0] = static_cast<std::uint8_t>(below(16)), entry[1] = entry[2] = entry[3] = 0;
             entry[20] = size, entry[21] = entry[22] = entry[23] = 0;
             input.insert(input.end(), entry.begin(), entry.end());

@@ -284,6 +284,8 @@ TEST_P(EveryImage, AnyByteChanged) {
                     << at << ": " << loaded.status;
                 continue;
             }
+            // A registered generator of another test's gets whatever state there is.
+            if (vslGetStreamStateBrng(loaded.stream) >= firstRegisteredId) continue;
             const Bytes saved = imageOf(loaded.stream);
             const Loaded again = Loaded::memory(saved);
             ASSERT_EQ(again.status, RNG_OK);
@@ -377,7 +379,9 @@ TEST(Images, DISABLED_WriteMissingForms) {
         {"version1", {.version = 1, .entries = entries}},
         {"version2", {.version = 2, .entries = entries}},
         {"unversioned", {.version = 'R', .magicAt = 0}},
-        {"abstract", {.id = GEN_ABSTRACT_INTEGER, .state = std::string(24, 1)}},
+        {"abstract",
+         {.id = GEN_ABSTRACT_INTEGER,
+          .state = std::string("\2\0\0\0\1", 5) + std::string(19, '\0')}},
     };
     for (const auto& [name, draft] : forms) {
         const Bytes image = draft.bytes();

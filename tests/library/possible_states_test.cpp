@@ -68,6 +68,13 @@ TEST(PossibleStates, WordsOutOfRangeAreRefused) {
         {GEN_ARS5, 8, 4, true},
         {GEN_ARS5, 8, 5, false},
         {GEN_ARS5, 13, 1, false},
+        {GEN_PHILOX4X32X10, 6, 4, true},
+        {GEN_PHILOX4X32X10, 6, 5, false},
+        {GEN_PHILOX4X32X10, 11, 1, false},
+        {GEN_MT19937, 624, 625, false},
+        {GEN_MT19937, 625, 1, false},
+        {GEN_MT2203, 69, 70, false},
+        {GEN_MT2203, 73, 1, false},
     };
     for (const auto& [id, word, value, expected] : rows) {
         const Stream stream(id, Words{5, 6, 7, 8});

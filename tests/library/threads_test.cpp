@@ -67,7 +67,11 @@ TEST(Threads, StreamsOfAllGenerators) {
 
 TEST(Threads, RegistrationsAndTheirStreams) {
     const GeneratorProperties row = {
-        24, 1, 1, 4, 32,
+        24,
+        1,
+        1,
+        4,
+        32,
         [](std::int32_t, StreamHandle stream, std::int32_t, const std::uint32_t* params) {
             stateOf<std::uint32_t>(stream) = *params;
             return std::int32_t{RNG_OK};
