@@ -1,4 +1,4 @@
-// Tables of the baseline logarithm and exponential, shared by all copies.
+// Tables of the logarithm and the exponential, shared by all copies.
 #pragma once
 
 #include <bit>
@@ -32,5 +32,26 @@ struct ExpTableRow {
     double hi, lo;
 };
 extern const ExpTableRow expTable[64];
+
+// For registers that hold a whole table.  Entry i serves the numbers x = 2^e f whose mantissa f
+// starts with the bits of i: with m = f below 1.5, f/2 from there on,
+//
+//     ln x = e ln 2 + hi + lo + ln(m inverse).
+//
+// The inverses next to m = 1 are 1, and hi and lo there sum up with e ln 2 to 0; all hi are
+// multiples of the last place of wideLn2Hi.
+inline constexpr double wideLn2Hi = 0.6931471805598903, wideLn2Lo = 5.497923018708371e-14;
+inline constexpr double wideLnTableUnit = 0x1p-42;
+static_assert(std::bit_cast<std::uint64_t>(wideLn2Hi) == 0x3FE62E42FEFA3800);
+struct WideLnTable {
+    alignas(64) double inverse[16], hi[16], lo[16];
+};
+extern const WideLnTable wideLnTable;
+
+// hi + lo = 2^(j/16).
+struct WideExpTable {
+    alignas(64) double hi[16], lo[16];
+};
+extern const WideExpTable wideExpTable;
 
 }  // namespace korvan
