@@ -132,9 +132,9 @@ enum class Digits { half, full };
 
 // x = 2^e f; the four bits behind f's point choose the inverse of m's neighbourhood:
 //
-//     r = m inverse - 1,  ln x = (e ln 2 + hi) + (r + (r^2 p(r) + e ln2Lo + lo)).
+//     r = m inverse - 1,  ln x = (e ln 2 + hi) + r + (r^2 p(r) + e ln2Lo + lo),
 //
-// The first sum is exact; r is at most 1/16, so that the second loses little beside the first.
+// where the first sum is exact, and the second gives its rounding error to the third.
 // p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/32 1/16 DEGREE
 template <Digits digits>
 struct Ln : LnBase {
@@ -174,7 +174,9 @@ struct Ln : LnBase {
                 hn::MulAdd(r2, hn::MulAdd(r2, constant(c10), pair(c8, c9)), pair(c6, c7));
             const auto p = hn::MulAdd(r4, back, front);
             const auto small = hn::MulAdd(e, constant(wideLn2Lo), entry(wideLnTable.lo));
-            return hn::Add(base, hn::Add(r, hn::MulAdd(r2, p, small)));
+            const auto s = hn::Add(base, r);
+            const auto d = hn::Sub(r, hn::Sub(s, base));
+            return hn::Add(s, hn::Add(d, hn::MulAdd(r2, p, small)));
         }
     }
 };
