@@ -103,23 +103,29 @@ void addExpTable() {
     addLine("};\n\n");
 }
 
-void addColumn(const double (&column)[16]) {
+template <class Real>
+void addColumn(const Real (&column)[16]) {
     for (int i = 0; i < 16; ++i) {
-        addLine("%s%.17g,%s",
+        addLine(sizeof(Real) == 8 ? "%s%.17g,%s" : "%s%.8eF,%s",
                 i == 0       ? "    {"
                 : i % 4 == 0 ? "     "
                              : " ",
-                column[i], i % 4 == 3 && i < 15 ? "\n" : "");
+                static_cast<double>(column[i]), i % 4 == 3 && i < 15 ? "\n" : "");
     }
     text += "},\n";
+}
+
+// The inverse of the middle of entry i, of 21 bits.
+double inverseOf(int i) {
+    const bool nextTo1 = i == 0 || i == 15;
+    const double middle = (1 + (i + 0.5) / 16) / (i < 8 ? 1 : 2);
+    return nextTo1 ? 1 : std::nearbyint(0x1p20 / middle) * 0x1p-20;
 }
 
 void addWideLnTable() {
     korvan::WideLnTable table;
     for (int i = 0; i < 16; ++i) {
-        const double middle = i < 8 ? 1 + (i + 0.5) / 16 : (1 + (i + 0.5) / 16) / 2;
-        const bool nextTo1 = i == 0 || i == 15;
-        table.inverse[i] = nextTo1 ? 1 : std::nearbyint(0x1p20 / middle) * 0x1p-20;
+        table.inverse[i] = inverseOf(i);
         // In the upper half e is one less than m's own exponent.
         Wide log, ln2;
         setLog(log, table.inverse[i]);
@@ -151,6 +157,26 @@ void addWideExpTable() {
     addLine("};\n\n");
 }
 
+void addSingleTables() {
+    korvan::SingleLnTable ln;
+    korvan::SingleExpTable exp;
+    for (int i = 0; i < 16; ++i) {
+        Wide log, power;
+        ln.inverse[i] = static_cast<float>(inverseOf(i));  // has the room for 21 bits
+        setLog(log, ln.inverse[i]);
+        ln.minusLn[i] = 0 - mpfr_get_flt(log.value, MPFR_RNDN);
+        mpfr_set_d(power.value, i / 16.0, MPFR_RNDN);
+        mpfr_exp2(power.value, power.value, MPFR_RNDN);
+        exp.power[i] = mpfr_get_flt(power.value, MPFR_RNDN);
+    }
+    addLine("const SingleLnTable singleLnTable = {\n");
+    addColumn(ln.inverse);
+    addColumn(ln.minusLn);
+    addLine("};\n\nconst SingleExpTable singleExpTable = {\n");
+    addColumn(exp.power);
+    addLine("};\n\n");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -164,6 +190,7 @@ int main(int argc, char** argv) {
     addExpTable();
     addWideLnTable();
     addWideExpTable();
+    addSingleTables();
     text += "// clang-format on\n\n}  // namespace korvan\n";
     if (argc == 1) return std::fputs(text.c_str(), stdout) < 0;
     if (argc != 3 || std::strcmp(argv[1], "--check") != 0) return 2;

@@ -54,4 +54,14 @@ struct WideExpTable {
 };
 extern const WideExpTable wideExpTable;
 
+// The same in single, of which one register holds a table: -ln of the inverse, and 2^(j/16).
+struct SingleLnTable {
+    alignas(64) float inverse[16], minusLn[16];
+};
+extern const SingleLnTable singleLnTable;
+struct SingleExpTable {
+    alignas(64) float power[16];
+};
+extern const SingleExpTable singleExpTable;
+
 }  // namespace korvan

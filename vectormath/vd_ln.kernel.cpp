@@ -2,8 +2,8 @@
 //
 // ln(+-0) = -inf with status 2, ln(x < 0) = NaN with status 1; ln(inf) = inf, ln(NaN) = NaN.
 #include "vectormath/array_loop-inl.h"
-#include "vectormath/float_bits.h"
 #include "vectormath/ln_exp_tables.h"
+#include "vectormath/split_exponent-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -183,23 +183,6 @@ struct Ln : LnBase {
 
 #    else
 
-// x = 2^e m with m from `least` up to 2 least: e as a double, and m.
-struct Split {
-    Vec<double> e, m;
-    HWY_INLINE Split(Vec<double> x, double least) {
-        const Tag<double> tag;
-        const hn::RebindToUnsigned<Tag<double>> bitsTag;
-        constexpr std::uint64_t mantissaBits = 0xFFFFFFFFFFFFF;
-        constexpr std::uint64_t bias = 1024;
-        const auto leastBits = hn::Set(bitsTag, bitsOf(least));
-        const auto distance =
-            hn::Add(hn::Sub(hn::BitCast(bitsTag, x), leastBits), hn::Set(bitsTag, bias << 52));
-        const auto number = hn::Or(hn::ShiftRight<52>(distance), hn::Set(bitsTag, bitsOf(0x1p52)));
-        e = hn::Sub(hn::BitCast(tag, number), hn::Set(tag, 0x1p52 + bias));
-        m = hn::BitCast(tag, hn::Add(hn::And(distance, hn::Set(bitsTag, mantissaBits)), leastBits));
-    }
-};
-
 template <Digits digits>
 struct Ln;
 
@@ -216,7 +199,7 @@ struct Ln<Digits::half> : LnBase {
         const Tag<double> tag;
         const auto constant = [&](double value) { return hn::Set(tag, value); };
         exceptional = isNotNormal(x);
-        const Split split(x, 0.75);
+        const SplitExponent<double> split(x, 0.75);
         const auto r = hn::Sub(split.m, constant(1));
         const auto r2 = hn::Mul(r, r), r4 = hn::Mul(r2, r2);
         const auto pair = [&](double low, double high) {
@@ -246,7 +229,7 @@ struct Ln<Digits::full> : LnBase {
         const Tag<double> tag;
         const auto constant = [&](double value) { return hn::Set(tag, value); };
         exceptional = isNotNormal(x);
-        const Split split(x, 0.70710678118654752);
+        const SplitExponent<double> split(x, 0.70710678118654752);
         const auto f = hn::Sub(split.m, constant(1));
         const auto s = hn::Div(f, hn::Add(f, constant(2)));
         const auto z = hn::Mul(s, s), z2 = hn::Mul(z, z);

@@ -59,7 +59,28 @@ std::vector<Case<double>> doubleCases() {
 }
 
 std::vector<Case<float>> singleCases() {
-    return {};
+    const std::vector<Range> positive = {{0x1p-149, 0x1.fffffep127}, {0.5, 2}, {0.99, 1.01}};
+    const std::vector<Range> powers = {{-104, 88.8}, {-1, 1}, {-0x1p-20, 0x1p-20}};
+    return {
+        {"vsExp",
+         runOneToOne<&VectorKernels::vsExp>,
+         referenceOf<mpfr_exp>,
+         powers,
+         {},
+         expBorders()},
+        {"vsLn",
+         runOneToOne<&VectorKernels::vsLn>,
+         referenceOf<mpfr_log>,
+         positive,
+         {},
+         lnBorders()},
+        {"vsLnBaseline",
+         runOneToOne<&VectorKernels::vsLnBaseline>,
+         referenceOf<mpfr_log>,
+         positive,
+         {},
+         lnBorders()},
+    };
 }
 
 }  // namespace korvan::accuracy
