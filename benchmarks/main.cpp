@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
     addIntegerRows();
     addServiceRows();
     addMemoryRows();
+    addVectorMathRows();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -84,5 +84,6 @@ void addRealRows();
 void addIntegerRows();
 void addServiceRows();
 void addMemoryRows();
+void addVectorMathRows();
 
 }  // namespace korvan::benchmarks
