@@ -1,0 +1,81 @@
+// What the vector math kernels share: polynomials, and numbers taken apart.
+//
+// For kernel files only.  Coefficients come from tools/vectormath/minimax.py, the lowest power
+// first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "hwy/highway.h"
+
+namespace korvan::KORVAN_COPY {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Whether hn::MulAdd rounds once in this copy.
+inline constexpr bool fuses = HWY_NATIVE_FMA != 0;
+
+// c[k] + c[k+1] x + ... + c[n-1] x^(n-1-k), by Horner's rule.  A recursion, since compilers leave
+// longer loops rolled.
+template <std::size_t k = 0, class D, class V = hn::Vec<D>, std::size_t n>
+HWY_INLINE V horner(D d, V x, const hn::TFromD<D> (&c)[n]) {
+    if constexpr (k + 1 == n) {
+        return hn::Set(d, c[k]);
+    } else {
+        return hn::MulAdd(horner<k + 1>(d, x, c), x, hn::Set(d, c[k]));
+    }
+}
+
+// The layout of a real type.
+template <class T>
+struct RealBits;
+template <>
+struct RealBits<double> {
+    using Word = std::uint64_t;
+    static constexpr int mantissaBits = 52;
+    static constexpr Word one = 0x3FF0000000000000;
+    static constexpr Word rootHalf = 0x3FE6A09E667F3BCD;
+    static constexpr Word twoToMantissaBits = 0x4330000000000000;
+    static constexpr double exponentOffset = 4503599627370496.0 + 1023.0;
+};
+template <>
+struct RealBits<float> {
+    using Word = std::uint32_t;
+    static constexpr int mantissaBits = 23;
+    static constexpr Word one = 0x3F800000;
+    static constexpr Word rootHalf = 0x3F3504F3;
+    static constexpr Word twoToMantissaBits = 0x4B000000;
+    static constexpr float exponentOffset = 8388608.0f + 127.0f;
+};
+
+// A double rounded to 24 of its 53 bits: a product of two such numbers, or with a short constant,
+// is exact.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V highHalf(D d, V x) {
+    const hn::RebindToUnsigned<D> words;
+    const auto rounded = hn::Add(hn::BitCast(words, x), hn::Set(words, 0x10000000));
+    return hn::BitCast(d, hn::And(rounded, hn::Set(words, ~std::uint64_t{0x1FFFFFFF})));
+}
+
+// x = 2^exponent mantissa, the mantissa from sqrt(1/2) below sqrt(2); x positive and normal.
+template <class V>
+struct Scaled {
+    V exponent, mantissa;
+};
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE Scaled<V> takeApart(D d, V x) {
+    using Bits = RealBits<hn::TFromD<D>>;
+    using Word = typename Bits::Word;
+    const hn::RebindToUnsigned<D> words;
+    const auto shifted = hn::Add(hn::BitCast(words, x), hn::Set(words, Bits::one - Bits::rootHalf));
+    const auto biased = hn::ShiftRight<Bits::mantissaBits>(shifted);
+    const auto real = hn::BitCast(d, hn::Or(biased, hn::Set(words, Bits::twoToMantissaBits)));
+    const auto fraction = hn::And(shifted, hn::Set(words, (Word{1} << Bits::mantissaBits) - 1));
+    return {hn::Sub(real, hn::Set(d, Bits::exponentOffset)),
+            hn::BitCast(d, hn::Add(fraction, hn::Set(words, Bits::rootHalf)))};
+}
+
+}  // namespace
+}  // namespace korvan::KORVAN_COPY
