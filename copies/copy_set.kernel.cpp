@@ -3,6 +3,7 @@
 
 #include "distributions/kernels.h"
 #include "generators/generators.h"
+#include "vectormath/vector_kernels.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -28,12 +29,19 @@ constexpr GeneratorRow generatorRows[] = {
 };
 static_assert(sizeof generatorRows / sizeof generatorRows[0] == builtInGenerators);
 
+constexpr VectorKernels vectorKernels = {
+#define KORVAN_VECTOR_KERNEL(kernel, ...) .kernel = &kernel,
+#include "vectormath/vector_kernels.def"
+#undef KORVAN_VECTOR_KERNEL
+};
+
 }  // namespace
 
 extern const CopySet copySet;
 constinit const CopySet copySet = {
     .name = KORVAN_COPY_NAME,
     .generators = generatorRows,
+    .vectorKernels = &vectorKernels,
 #define KORVAN_KERNEL(kernel) .kernel = kernel,
 #include "frame/kernels.def"
 #undef KORVAN_KERNEL

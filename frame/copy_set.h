@@ -8,10 +8,12 @@
 namespace korvan {
 
 struct GeneratorRow;
+struct VectorKernels;
 
 struct CopySet {
     const char* name;
     const GeneratorRow* generators;  // the sixteen built-in rows
+    const VectorKernels* vectorKernels;
 #define KORVAN_KERNEL(kernel) decltype(::kernel)* kernel;
 #include "frame/kernels.def"
 #undef KORVAN_KERNEL

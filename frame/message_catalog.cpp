@@ -24,6 +24,18 @@ constexpr CatalogRow rows[] = {
     {7, "QVX INTERNAL ERROR: Condition %d detected in function %s."},
     {8, "QVX INTERNAL ERROR: Insufficient workspace available in function %s."},
     {9, "QVX ERROR: Incompatible optional parameters on entry to %s."},
+    {748, "Error (VML_STATUS_BADSIZE) in %s: array size %d is not positive."},
+    {749, "Error (VML_STATUS_BADMEM) in %s: NULL pointer is passed."},
+    {750, "Error (VML_STATUS_ERRDOM) in %s: argument is out of domain."},
+    {751, "Error (VML_STATUS_SING) in %s: argument caused singularity."},
+    {752, "Error (VML_STATUS_OVERFLOW) in %s: argument caused overflow."},
+    {753, "Error (VML_STATUS_UNDERFLOW) in %s: argument caused underflow."},
+    {754, "Unknown error in %s."},
+    {755, "a(%d)=%g"},
+    {756, "b(%d)=%g"},
+    {757, "r(%d)=%g"},
+    {758, "y(%d)=%g"},
+    {759, "z(%d)=%g"},
     {773, "QVX FATAL ERROR: memory allocation error."},
     {1102, "QVX INTERNAL ERROR: Not enough work memory in function %s"},
     {1222,
@@ -70,18 +82,18 @@ bool sameConversions(std::string_view left, std::string_view right) {
 
 // Formats into the fixed buffer, cut if need be, and prints it. With fewer arguments than the
 // format has conversions the format is printed as it stands.
-void printFormatted(const char* format, std::int32_t argCount, std::va_list args) {
+void printFormatted(std::FILE* file, const char* format, std::int32_t argCount, std::va_list args) {
     char output[bufferSize];
     const int length = conversionCount(format) <= argCount
                            ? std::vsnprintf(output, sizeof output, format, args)
                            : std::snprintf(output, sizeof output, "%s", format);
     if (length < 0) return;
     if (length - 1 > bufferSize) {
-        std::printf("\nQVX INTERNAL ERROR: message buffer overflow.");
-        std::printf("\n       Lenght: %d   Buffer size: %d\n", length, bufferSize);
+        std::fprintf(file, "\nQVX INTERNAL ERROR: message buffer overflow.");
+        std::fprintf(file, "\n       Lenght: %d   Buffer size: %d\n", length, bufferSize);
         std::fflush(nullptr);
     }
-    std::printf("%s", output);
+    std::fprintf(file, "%s", output);
     std::fflush(nullptr);
 }
 
@@ -125,9 +137,10 @@ bool MessageCatalog::translatedText(std::int32_t id, const char* builtIn, char* 
     return sameConversions(format, builtIn);
 }
 
-void MessageCatalog::print(std::int32_t id, std::int32_t argCount, std::va_list args) {
+void MessageCatalog::print(std::FILE* file, std::int32_t id, std::int32_t argCount,
+                           std::va_list args) {
     if (id == 0) {
-        std::printf("\n");
+        std::fprintf(file, "\n");
         std::fflush(nullptr);
         return;
     }
@@ -137,13 +150,20 @@ void MessageCatalog::print(std::int32_t id, std::int32_t argCount, std::va_list 
     char format[bufferSize + 2];  // the line end comes with the text
     const bool translated =
         locale_ != builtInTexts && translatedText(id, builtIn, format, sizeof format);
-    printFormatted(translated ? format : builtIn, argCount, args);
+    printFormatted(file, translated ? format : builtIn, argCount, args);
 }
 
 void printMessage(std::int32_t /*reserved*/, std::int32_t id, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
-    processCatalog.print(id, argCount, args);
+    processCatalog.print(stdout, id, argCount, args);
+    va_end(args);
+}
+
+void printErrorMessage(std::int32_t id, std::int32_t argCount, ...) {
+    std::va_list args;
+    va_start(args, argCount);
+    processCatalog.print(stderr, id, argCount, args);
     va_end(args);
 }
 
@@ -151,7 +171,7 @@ void printFormat(std::int32_t /*reserved*/, const char* format, std::int32_t arg
     if (format == nullptr || argCount <= 0) return;
     std::va_list args;
     va_start(args, argCount);
-    printFormatted(format, argCount, args);
+    printFormatted(stdout, format, argCount, args);
     va_end(args);
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 
 #include "frame/one_time.h"
 #include "frame/platform/platform.h"
@@ -13,8 +14,8 @@ class MessageCatalog {
   public:
     constexpr explicit MessageCatalog(const Platform& platform) : platform_(platform) {}
 
-    // printMessage() of frame/messages.h.
-    void print(std::int32_t id, std::int32_t argCount, std::va_list args);
+    // printMessage() of frame/messages.h, to `file`.
+    void print(std::FILE* file, std::int32_t id, std::int32_t argCount, std::va_list args);
 
   private:
     static constexpr std::uint32_t builtInTexts = 0;  // no locale has this number

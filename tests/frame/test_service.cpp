@@ -119,7 +119,7 @@ TEST(Messages, PrintedByNumberAndByFormat) {
 std::string message(MessageCatalog& catalog, std::int32_t id, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
-    const std::string text = printed([&] { catalog.print(id, argCount, args); });
+    const std::string text = printed([&] { catalog.print(stdout, id, argCount, args); });
     va_end(args);
     return text;
 }
