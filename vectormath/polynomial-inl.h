@@ -1,6 +1,6 @@
 // What the vector math kernels share: polynomials, and numbers taken apart.
 //
-// For kernel files only.  Coefficients come from tools/vectormath/minimax.py, the lowest power
+// For kernel files only.  Coefficients come from tools/vectormath/coefficients.py, the lowest power
 // first.
 #pragma once
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the polynomial coefficients of the vector mathematics.
 
-    python3 minimax.py            # all of them
+    python3 coefficients.py            # all of them
     python3 minimax.py erfinv     # those whose name begins so
 
 Each row of `approximations` is a function on an interval, the powers of the polynomial and the
@@ -87,13 +87,13 @@ class Fit:
         return runs
 
     def rounded(self, rounding):
-        """Rounds coefficient by coefficient, fitting the rest again where the format is short."""
+        """Rounds coefficient by coefficient; fits the rest again unless that takes minutes."""
         values, exact = self.exchange(list(range(len(self.powers))))
         for k in range(len(self.powers)):
             self.coefficients[k] = rounding[k](values[0])
             values = values[1:]
             rest = list(range(k + 1, len(self.powers)))
-            if rest and rounding[k] is not to_double:
+            if rest and (rounding[k] is not to_double or len(self.powers) <= 10):
                 values, _ = self.exchange(rest)
         final = max(abs(v) for v in self.residuals(
             [f - mp.fsum(row[k] * c for k, c in self.coefficients.items())
@@ -209,6 +209,38 @@ add('erfinv_single_tail', lambda t: erfinv_log2(-(t + mpf(3.75))**2), sqrt(mpf(7
     sqrt(mpf(23.01)) - 3.75, range_of_powers(0, 8),
     lambda t: 1 / erfinv_log2(-(t + mpf(3.75))**2), single=True)
 add('log_q', log_q, 0, largest_z, range_of_powers(0, 6), lambda z: z * sqrt(z))
+
+
+# ---- Sine and cosine: sin r = r + r z S(z), cos r = 1 - z/2 + z^2 C(z) or 1 + z C(z), z = r^2 ----
+def sine_rest(z):
+    if z < mpf('1e-30'):
+        return -mpf(1) / 6 + z / 120
+    r = sqrt(z)
+    return (sin(r) - r) / (r * z)
+
+
+def cosine_rest(z, order):
+    if z < mpf('1e-8'):
+        first = {1: -half, 2: mpf(1) / 24}[order]
+        return first + sum((-z)**k * first * mp.factorial(2 * order) / mp.factorial(2 * (order + k))
+                           for k in range(1, 6))
+    return (cos(sqrt(z)) - (1 if order == 1 else 1 - z / 2)) / z**order
+
+
+eighth_turn = (pi / 4 * mpf(1.0001))**2
+quarter_turn = (pi / 2 * mpf(1.0001))**2
+sine_weight = lambda z: z and z * sqrt(z) / sin(sqrt(z))
+for name, reach, degrees in (('sine_quadrant', eighth_turn, (('ep', 2), ('single', 2), ('', 5))),
+                             ('sine_half', quarter_turn, (('ep', 3), ('single', 3), ('la', 7)))):
+    for row, degree in degrees:
+        add(name + '_' * (row != '') + row, sine_rest, 0, reach, range_of_powers(0, degree),
+            sine_weight, single=row == 'single')
+add('cosine_quadrant_ep', lambda z: cosine_rest(z, 1), 0, eighth_turn, range_of_powers(0, 3),
+    lambda z: z / cos(sqrt(z)))
+add('cosine_quadrant_single', lambda z: cosine_rest(z, 2), 0, eighth_turn, range_of_powers(0, 2),
+    lambda z: z * z / cos(sqrt(z)), single=True)
+add('cosine_quadrant', lambda z: cosine_rest(z, 2), 0, eighth_turn, range_of_powers(0, 5),
+    lambda z: z * z / cos(sqrt(z)))
 
 
 def main():
