@@ -7,12 +7,10 @@
 
 #include "vectormath/large_angle.h"
 #include "vectormath/polynomial-inl.h"
-#include "vectormath/vector_kernels.h"
+#include "vectormath/rows-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
-
-enum class Accuracy { la, ha, ep };
 
 // pi/2 as a sum of pieces of full length, for copies that fuse: x - q piece is exact for the first
 // and rounded once after.  Short pieces have exact products with the q of `reach`.
@@ -239,6 +237,21 @@ HWY_INLINE V cosine(D d, V x) {
     }
 }
 
+// Singles in VML_HA: the double function of VML_EP, rounded.
+template <class Real, Accuracy accuracy>
+inline constexpr bool isThroughDouble = sizeof(Real) == 4 && accuracy == Accuracy::ha;
+
+template <class Real, Accuracy accuracy>
+inline constexpr Real angleReach = isThroughDouble<Real, accuracy>
+                                       ? static_cast<Real>(QuarterTurn<double>::reach)
+                                       : QuarterTurn<Real>::reach;
+
+template <class Real, Accuracy accuracy>
+HWY_INLINE Mask<Real> isBeyondReach(Vec<Real> x) {
+    const Tag<Real> tag;
+    return hn::Not(hn::Le(hn::Abs(x), hn::Set(tag, angleReach<Real, accuracy>)));
+}
+
 // ---- Exceptional elements ----
 
 // Of any finite angle beyond the least reach of the vector bodies.
@@ -252,10 +265,11 @@ HWY_INLINE SineCosineSums<double> largeAngleSums(double x, int* quarter) {
             hn::GetLane(y.cosineRest)};
 }
 
+// An infinite angle gives NaN with VML_STATUS_ERRDOM, NaN gives NaN.
 HWY_INLINE std::int32_t sineCosineElement(double x, double* sine, double* cosine) {
     if (!(x - x == 0)) {
         *sine = *cosine = x - x;
-        return x != x ? 0 : 1;
+        return x != x ? VML_STATUS_OK : VML_STATUS_ERRDOM;
     }
     int quarter;
     const auto sums = largeAngleSums(x, &quarter);
@@ -263,7 +277,7 @@ HWY_INLINE std::int32_t sineCosineElement(double x, double* sine, double* cosine
     const double turnedSine = quarter & 1 ? c : s, turnedCosine = quarter & 1 ? s : c;
     *sine = ((quarter >> 1 & 1) != 0) != (x < 0) ? -turnedSine : turnedSine;
     *cosine = (quarter + 1) >> 1 & 1 ? -turnedCosine : turnedCosine;
-    return 0;
+    return VML_STATUS_OK;
 }
 
 }  // namespace

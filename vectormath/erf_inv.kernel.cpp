@@ -10,15 +10,17 @@
 // product with x is exact, and all that is rounded is a twentieth of the result.
 //
 // Largest error: VML_HA below 1 ulp, VML_LA below 4 ulp, VML_EP 2^-27 relative.
-// erfinv(+-1) = +-inf with VML_STATUS_SING, |x| > 1 gives NaN with VML_STATUS_ERRDOM.
+// In single, VML_HA is the fast row of double, rounded.  Coefficients: tools/vectormath/
+// coefficients.py, under the names told.  erfinv(+-1) = +-inf with VML_STATUS_SING, |x| > 1 gives
+// NaN with VML_STATUS_ERRDOM.
 #include "vectormath/polynomial-inl.h"
+#include "vectormath/rows-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
 
 // The fast rows work in L = log2(1 - x^2): one logarithm on [sqrt(1/2), sqrt(2)] as f times a
-// polynomial in f = m - 1, P in L, and Q in
-// sqrt(-L) - tailCenter.
+// polynomial in f = m - 1, P in L, and Q in sqrt(-L) - tailCenter.
 template <class T>
 struct FastRow;
 template <>
@@ -192,5 +194,52 @@ HWY_INLINE V erfInvAccurate(D d, V x) {
     return hn::Add(hn::Mul(head, ratio.head), hn::Add(hn::Mul(hn::Sub(x, head), ratio.head), rest));
 }
 
+template <class Real, Accuracy accuracy>
+struct ErfInv;
+template <class T>
+struct ErfInvBase {
+    using Real = T;
+    static constexpr const char* name = sizeof(Real) == 8 ? "vdErfInv" : "vsErfInv";
+    static constexpr Real filler = 0.5;
+
+    static HWY_INLINE Mask<Real> isOutside(Vec<Real> x) {
+        const Tag<Real> d;
+        return hn::Not(hn::Lt(hn::Abs(x), hn::Set(d, 1)));
+    }
+
+    static std::int32_t element(Real x, Real* result) {
+        if (x == 1 || x == -1) {
+            *result = x / (1 - x * x);
+            return VML_STATUS_SING;
+        }
+        *result = (x - x) / (x - x);
+        return x != x ? VML_STATUS_OK : VML_STATUS_ERRDOM;
+    }
+};
+
+// The accurate row serves VML_LA as well: it is no slower than what 4 ulp would take.
+template <Accuracy accuracy>
+struct ErfInv<double, accuracy> : ErfInvBase<double> {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        exceptional = isOutside(x);
+        const Tag<double> d;
+        if constexpr (accuracy == Accuracy::ep) return erfInvFast(d, x);
+        return erfInvAccurate(d, x);
+    }
+};
+
+template <Accuracy accuracy>
+struct ErfInv<float, accuracy> : ErfInvBase<float> {
+    HWY_INLINE Vec<float> operator()(Vec<float> x, Mask<float>& exceptional) const {
+        exceptional = isOutside(x);
+        if constexpr (accuracy != Accuracy::ha) return erfInvFast(Tag<float>(), x);
+        return throughDouble(x, [](auto d, auto wide) { return erfInvFast(d, wide); });
+    }
+};
+
 }  // namespace
+
+constinit const VectorKernel<OneToOne<double>> vdErfInv = kernelOf<ErfInv, double>();
+constinit const VectorKernel<OneToOne<float>> vsErfInv = kernelOf<ErfInv, float>();
+
 }  // namespace korvan::KORVAN_COPY
