@@ -16,8 +16,8 @@ struct Cos {
     HWY_INLINE Vec<Real> operator()(Vec<Real> x, Mask<Real>& exceptional) const {
         exceptional = isBeyondReach<Real, accuracy>(x);
         if constexpr (isThroughDouble<Real, accuracy>) {
-            return throughDouble(
-                x, [](auto d, auto wide) { return cosine<Accuracy::ep>(d, wide); });
+            return throughDouble(x,
+                                 [](auto d, auto wide) { return cosine<Accuracy::ep>(d, wide); });
         } else {
             return cosine<accuracy>(Tag<Real>(), x);
         }

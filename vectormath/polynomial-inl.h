@@ -59,6 +59,16 @@ HWY_INLINE V highHalf(D d, V x) {
     return hn::BitCast(d, hn::And(rounded, hn::Set(words, ~std::uint64_t{0x1FFFFFFF})));
 }
 
+// c - a b for a product near c, with the error of one rounding of the difference.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V residual(D d, V a, V b, V c) {
+    if constexpr (fuses) return hn::NegMulAdd(a, b, c);
+    const V aHigh = highHalf(d, a), bHigh = highHalf(d, b);
+    const V aLow = hn::Sub(a, aHigh), bLow = hn::Sub(b, bHigh);
+    const V first = hn::Sub(hn::Sub(c, hn::Mul(aHigh, bHigh)), hn::Mul(aHigh, bLow));
+    return hn::Sub(hn::Sub(first, hn::Mul(aLow, bHigh)), hn::Mul(aLow, bLow));
+}
+
 // x = 2^exponent mantissa, the mantissa from sqrt(1/2) below sqrt(2); x positive and normal.
 template <class V>
 struct Scaled {

@@ -16,8 +16,7 @@ struct Sin {
     HWY_INLINE Vec<Real> operator()(Vec<Real> x, Mask<Real>& exceptional) const {
         exceptional = isBeyondReach<Real, accuracy>(x);
         if constexpr (isThroughDouble<Real, accuracy>) {
-            return throughDouble(
-                x, [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); });
+            return throughDouble(x, [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); });
         } else {
             return sine<accuracy>(Tag<Real>(), x);
         }

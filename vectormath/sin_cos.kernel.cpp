@@ -30,8 +30,7 @@ struct SinCos {
 
     static std::int32_t element(Real x, Real* s, Real* c) {
         double wideSine, wideCosine;
-        const std::int32_t code =
-            sineCosineElement(static_cast<double>(x), &wideSine, &wideCosine);
+        const std::int32_t code = sineCosineElement(static_cast<double>(x), &wideSine, &wideCosine);
         *s = static_cast<Real>(wideSine);
         *c = static_cast<Real>(wideCosine);
         return code;
