@@ -114,15 +114,10 @@ HWY_INLINE V subtractQuarters(D d, V x, V q) {
     }
 }
 
-template <class V>
-struct Angle {
-    V head, rest;
-};
-
 // The same with the error of `head` below `rest`'s ulp.  A difference that loses bits has a larger
 // first term, so the error of a subtraction follows from two more.
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE Angle<V> subtractQuartersExactly(D d, V x, V q) {
+HWY_INLINE HeadAndRest<V> subtractQuartersExactly(D d, V x, V q) {
     constexpr auto& pieces = QuarterTurn<double>::shortPieces;
     const V first = hn::NegMulAdd(q, hn::Set(d, pieces[0]), x);  // exact
     const V p1 = hn::Mul(q, hn::Set(d, pieces[1])), p2 = hn::Mul(q, hn::Set(d, pieces[2]));
@@ -152,7 +147,7 @@ struct SineCosineSums {
     V sine, sineRest, cosine, cosineRest;
 };
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE SineCosineSums<V> eighthTurnSums(D d, Angle<V> r) {
+HWY_INLINE SineCosineSums<V> eighthTurnSums(D d, HeadAndRest<V> r) {
     using Table = EighthTurn<double, Accuracy::ha>;
     const V one = hn::Set(d, 1), half = hn::Set(d, 0.5);
     const V z = hn::Mul(r.head, r.head);
@@ -260,7 +255,7 @@ HWY_INLINE SineCosineSums<double> largeAngleSums(double x, int* quarter) {
     const auto angle = quarterLargeAngle(x < 0 ? -x : x);
     *quarter = angle.quarter;
     const auto y = eighthTurnSums(
-        d, Angle<hn::Vec<decltype(d)>>{hn::Set(d, angle.head), hn::Set(d, angle.rest)});
+        d, HeadAndRest<hn::Vec<decltype(d)>>{hn::Set(d, angle.head), hn::Set(d, angle.rest)});
     return {hn::GetLane(y.sine), hn::GetLane(y.sineRest), hn::GetLane(y.cosine),
             hn::GetLane(y.cosineRest)};
 }

@@ -117,12 +117,6 @@ HWY_INLINE V erfInvFast(D d, V x) {
     return hn::Mul(x, ratio);
 }
 
-// A number as a sum; `head` has few enough bits for exact products.
-template <class V>
-struct HeadAndRest {
-    V head, rest;
-};
-
 // Cuts x to a multiple of 2^-20, |x| < 2^31.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V shortened(D d, V x) {
@@ -156,7 +150,7 @@ HWY_INLINE HeadAndRest<V> minusLog(D d, V u) {
     return {head, hn::Add(hn::NegMulAdd(exponent, hn::Set(d, 0x1.ef35793c7673p-45), curve), lost)};
 }
 
-// y / x as a sum.
+// y / x as a sum; its head has few enough bits for exact products.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE HeadAndRest<V> centralRatio(D d, HeadAndRest<V> w) {
     const V slope = hn::Set(d, 31.0 / 128);

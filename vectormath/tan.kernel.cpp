@@ -7,15 +7,9 @@
 namespace korvan::KORVAN_COPY {
 namespace {
 
-template <class D, class V = hn::Vec<D>>
-HWY_INLINE Angle<V> normalized(D, V head, V rest) {
-    const V sum = hn::Add(head, rest);
-    return {sum, hn::Sub(rest, hn::Sub(sum, head))};
-}
-
 // a / b as y + (a - y b) / b, with one division.
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V quotient(D d, Angle<V> a, Angle<V> b) {
+HWY_INLINE V quotient(D d, HeadAndRest<V> a, HeadAndRest<V> b) {
     const V inverse = hn::Div(hn::Set(d, 1), b.head);
     const V y = hn::Mul(a.head, inverse);
     const V left = hn::Add(residual(d, y, b.head, a.head), hn::NegMulAdd(y, b.rest, a.rest));
@@ -34,10 +28,10 @@ HWY_INLINE V tangent(D d, V x) {
     V y;
     if constexpr (accuracy == Accuracy::ha) {
         const auto sums = eighthTurnSums(d, subtractQuartersExactly(d, magnitude, q.number));
-        const auto s = normalized(d, sums.sine, sums.sineRest);
-        const auto c = normalized(d, sums.cosine, sums.cosineRest);
-        y = quotient(d, Angle<V>{exchanged(s.head, c.head), exchanged(s.rest, c.rest)},
-                     Angle<V>{exchanged(c.head, s.head), exchanged(c.rest, s.rest)});
+        const auto s = normalized(sums.sine, sums.sineRest);
+        const auto c = normalized(sums.cosine, sums.cosineRest);
+        y = quotient(d, HeadAndRest<V>{exchanged(s.head, c.head), exchanged(s.rest, c.rest)},
+                     HeadAndRest<V>{exchanged(c.head, s.head), exchanged(c.rest, s.rest)});
     } else {
         const auto [s, c] =
             eighthTurn<accuracy>(d, subtractQuarters<accuracy>(d, magnitude, q.number));
@@ -53,8 +47,8 @@ double scalarTangent(double x) {
     using V = hn::Vec<decltype(d)>;
     int quarter;
     const auto sums = largeAngleSums(x, &quarter);
-    const auto s = normalized(d, hn::Set(d, sums.sine), hn::Set(d, sums.sineRest));
-    const auto c = normalized(d, hn::Set(d, sums.cosine), hn::Set(d, sums.cosineRest));
+    const auto s = normalized(hn::Set(d, sums.sine), hn::Set(d, sums.sineRest));
+    const auto c = normalized(hn::Set(d, sums.cosine), hn::Set(d, sums.cosineRest));
     const V y = quarter & 1 ? hn::Neg(quotient(d, c, s)) : quotient(d, s, c);
     return x < 0 ? -hn::GetLane(y) : hn::GetLane(y);
 }

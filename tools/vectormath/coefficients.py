@@ -243,6 +243,37 @@ add('cosine_quadrant', lambda z: cosine_rest(z, 2), 0, eighth_turn, range_of_pow
     lambda z: z * z / cos(sqrt(z)))
 
 
+# ---- Powers ----
+# The accurate rows: ln(1 + r) = r - r^2/2 + r^3 P(r) beside a table (pow_table.py), then
+# e^r = 1 + r + r^2 P(r).
+def ln_rest(r):
+    if abs(r) < mpf('1e-12'):
+        return sum((-r)**k / (k + 3) for k in range(6))
+    return (log(1 + r) - r + r * r / 2) / r**3
+
+
+def exp_rest(r):
+    if abs(r) < mpf('1e-12'):
+        return sum(r**k / mp.factorial(k + 2) for k in range(6))
+    return (expm1(r) - r) / r**2
+
+
+def log2_over_s(z):
+    if z == 0:
+        return 2 / ln2
+    s = sqrt(z)
+    return log2((1 + s) / (1 - s)) / s
+
+
+add('pow_ln', ln_rest, -mpf(2)**-7, mpf(2)**-7, range_of_powers(0, 6), lambda r: r * r)
+add('pow_exp', exp_rest, -ln2 / 2 * mpf(1.001), ln2 / 2 * mpf(1.001), range_of_powers(0, 9),
+    lambda r: r * r / exp(r))
+# The fast row: log2(m) = s P(s^2) with s = (m - 1) / (m + 1), then 2^f.
+add('pow_ep_log2', log2_over_s, 0, largest_z, range_of_powers(0, 5), one)
+add('pow_ep_exp2', lambda f: exp(f * ln2), -half * mpf(1.001), half * mpf(1.001),
+    range_of_powers(0, 6), lambda f: exp(-f * ln2))
+
+
 def main():
     wanted = sys.argv[1:] or ['']
     for name, (f, a, b, powers, weight, single, rounding) in approximations.items():
