@@ -55,8 +55,8 @@ template <>
 struct EighthTurn<double, Accuracy::ep> {
     static constexpr double sine[] = {-0.16666654602099984, 0.008332160261451596,
                                       -0.0001951521337112737};
-    static constexpr double cosine[] = {-0.4999999969412263, 0.04166662031732667,
-                                        -0.0013886680413964288, 2.4383453779689545e-05};
+    static constexpr double cosine[] = {-0.4999999969412263, 0.041666620318466775,
+                                        -0.0013886680467888244, 2.4383459462518965e-05};
 };
 // 2^-27.9, 2^-32.9.
 template <Accuracy accuracy>

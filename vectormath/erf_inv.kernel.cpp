@@ -26,7 +26,8 @@ struct FastRow;
 template <>
 struct FastRow<double> {
     static constexpr double tailBound = 0x1p-9;
-    // erfinv_ep_log2: absolute error 2^-27.2; erfinv_ep_central: 2^-28.0; erfinv_ep_tail: 2^-29.1.
+    // erf_inv_ep_log2: absolute error 2^-27.2; erf_inv_ep_central: 2^-28.0; erf_inv_ep_tail:
+    // 2^-29.1.
     static constexpr double log2[] = {
         1.4426948684319094,  -0.7213471285201889, 0.4809225378001584,
         -0.3607212068100355, 0.28765651054690705, -0.23851904995733755,
@@ -47,13 +48,13 @@ struct FastRow<double> {
 template <>
 struct FastRow<float> {
     static constexpr float tailBound = 0x1p-8f;
-    // erfinv_single_log2: absolute error 2^-24.3; erfinv_single_central: 2^-24.6;
-    // erfinv_single_tail: 2^-23.2.
+    // erf_inv_single_log2: absolute error 2^-24.3; erf_inv_single_central: 2^-24.6;
+    // erf_inv_single_tail: 2^-23.2.
     static constexpr float log2[] = {1.4426948f,  -0.72135735f, 0.48093805f, -0.3600786f,
                                      0.28673953f, -0.25018203f, 0.23671143f, -0.1452506f};
     static constexpr float central[] = {
-        0.8862269f,    -0.16082041f,   0.005545894f,   0.0007733857f, -3.235347e-05f,
-        -8.32265e-06f, 1.5882497e-07f, 1.1304996e-07f, 8.909662e-09f, 2.3690852e-10f};
+        0.8862269f,     -0.16082008f,   0.0055471566f, 0.0007751938f, -3.107748e-05f,
+        -7.823373e-06f, 2.7238838e-07f, 1.279782e-07f, 9.960718e-09f, 2.675728e-10f};
     static constexpr float tailCenter = 3.75f;
     static constexpr float tail[] = {2.9553893f,     0.83561534f,    0.0049131983f,
                                      -0.0030742385f, 0.0018639468f,  -0.0010539223f,

@@ -1,20 +1,21 @@
 #!/usr/bin/env python3
 """Makes the polynomial coefficients of the vector mathematics.
 
-    python3 coefficients.py            # all of them
-    python3 minimax.py erfinv     # those whose name begins so
+    python3 coefficients.py                    # all of them
+    python3 coefficients.py erf_inv            # those whose name begins so
+    python3 coefficients.py --check FILE...    # whether the files have them all
 
 Each row of `approximations` is a function on an interval, the powers of the polynomial and the
 weight of its error: f(x) ~ sum of c_k x^k such that max |weight (f - sum)| is least.  The exchange
-algorithm of Remez runs on a Chebyshev grid in 60 digits (mpmath).  Coefficients are then rounded
-one after the other from the lowest power on, and the ones still free are fitted again.  Printed
-are the name, the error reached with the rounded coefficients as a power of two, and the
-coefficients from the lowest power on.
+algorithm of Remez runs on a Chebyshev grid in 60 digits (mpmath); the coefficients are then rounded
+to the kernel's type.  Printed are the name, the error of the rounded polynomial as a power of two,
+and the coefficients from the lowest power on.
 """
+import re
 import struct
 import sys
 
-from mpmath import mp, mpf, erfinv, log, sqrt, exp, expm1, sin, cos, pi, erf, findroot
+from mpmath import mp, mpf, cos, erf, erfinv, exp, expm1, log, pi, sin, sqrt
 
 mp.dps = 60
 
@@ -87,18 +88,24 @@ class Fit:
         return runs
 
     def rounded(self, rounding):
-        """Rounds coefficient by coefficient; fits the rest again unless that takes minutes."""
-        values, exact = self.exchange(list(range(len(self.powers))))
-        for k in range(len(self.powers)):
+        """Rounds all at once, and one by one with a fit of the rest after each, which isn't always
+        better: takes the better.  Returns the errors before and after."""
+        count = len(self.powers)
+        values, exact = self.exchange(list(range(count)))
+        together = {k: rounding[k](v) for k, v in enumerate(values)}
+        for k in range(count):
             self.coefficients[k] = rounding[k](values[0])
             values = values[1:]
-            rest = list(range(k + 1, len(self.powers)))
-            if rest and (rounding[k] is not to_double or len(self.powers) <= 10):
-                values, _ = self.exchange(rest)
-        final = max(abs(v) for v in self.residuals(
-            [f - mp.fsum(row[k] * c for k, c in self.coefficients.items())
-             for f, row in zip(self.f, self.rows)], [], []))
+            if values and (rounding[k] is not to_double or count <= 10):
+                values, _ = self.exchange(list(range(k + 1, count)))
+        final, self.coefficients = min(
+            ((self.error_of(c), c) for c in (together, self.coefficients)), key=lambda p: p[0])
         return exact, final
+
+    def error_of(self, coefficients):
+        return max(abs(v) for v in self.residuals(
+            [f - mp.fsum(row[k] * c for k, c in coefficients.items())
+             for f, row in zip(self.f, self.rows)], [], []))
 
 
 def to_double(v):
@@ -187,25 +194,25 @@ largest_z = ((root_two - 1) / (root_two + 1))**2
 
 # ---- Inverse error function ----
 # In L = log2(1 - x^2) for the fast rows; in w = -ln(1 - x^2) for the accurate ones.
-add('erfinv_ep_log2', log2_over, root_half - 1, root_two - 1, range_of_powers(0, 8), lambda f: f)
-add('erfinv_ep_central', erfinv_log2, -9, 0, range_of_powers(0, 11),
+add('erf_inv_ep_log2', log2_over, root_half - 1, root_two - 1, range_of_powers(0, 8), lambda f: f)
+add('erf_inv_ep_central', erfinv_log2, -9, 0, range_of_powers(0, 11),
     lambda L: 1 / erfinv_log2(L))
-add('erfinv_ep_tail', lambda t: erfinv_log2(-(t + 5)**2), -2, sqrt(mpf(52.01)) - 5,
+add('erf_inv_ep_tail', lambda t: erfinv_log2(-(t + 5)**2), -2, sqrt(mpf(52.01)) - 5,
     range_of_powers(0, 13), lambda t: 1 / erfinv_log2(-(t + 5)**2))
 # The accurate rows add these to a line: 227/256 + 31/128 w, and s - 11/64 with s = sqrt(w).
-add('erfinv_central', lambda t: erfinv_over_x(t + mpf(3.125)) - mpf(227) / 256
+add('erf_inv_central', lambda t: erfinv_over_x(t + mpf(3.125)) - mpf(227) / 256
     - mpf(31) / 128 * (t + mpf(3.125)), -3.125, 9 * ln2 - 3.125, range_of_powers(0, 25),
     lambda t: 1 / erfinv_over_x(t + mpf(3.125)))
-for name, center, least, largest in (('erfinv_tail', 3.25, sqrt(9 * ln2), mpf(4)),
-                                     ('erfinv_far_tail', 5, mpf(4), sqrt(52.01 * ln2))):
+for name, center, least, largest in (('erf_inv_tail', 3.25, sqrt(9 * ln2), mpf(4)),
+                                     ('erf_inv_far_tail', 5, mpf(4), sqrt(52.01 * ln2))):
     add(name, lambda t, c=mpf(center): erfinv_over_x((t + c)**2) - (t + c) + mpf(11) / 64,
         least - center, largest - center, range_of_powers(0, 21),
         lambda t, c=mpf(center): 1 / (t + c))
-add('erfinv_single_log2', log2_over, root_half - 1, root_two - 1, range_of_powers(0, 7),
+add('erf_inv_single_log2', log2_over, root_half - 1, root_two - 1, range_of_powers(0, 7),
     lambda f: f, single=True)
-add('erfinv_single_central', erfinv_log2, -8, 0, range_of_powers(0, 9),
+add('erf_inv_single_central', erfinv_log2, -8, 0, range_of_powers(0, 9),
     lambda L: 1 / erfinv_log2(L), single=True)
-add('erfinv_single_tail', lambda t: erfinv_log2(-(t + mpf(3.75))**2), sqrt(mpf(7.99)) - 3.75,
+add('erf_inv_single_tail', lambda t: erfinv_log2(-(t + mpf(3.75))**2), sqrt(mpf(7.99)) - 3.75,
     sqrt(mpf(23.01)) - 3.75, range_of_powers(0, 8),
     lambda t: 1 / erfinv_log2(-(t + mpf(3.75))**2), single=True)
 add('log_q', log_q, 0, largest_z, range_of_powers(0, 6), lambda z: z * sqrt(z))
@@ -274,18 +281,52 @@ add('pow_ep_exp2', lambda f: exp(f * ln2), -half * mpf(1.001), half * mpf(1.001)
     range_of_powers(0, 6), lambda f: exp(-f * ln2))
 
 
+# ---- Error function, single: erf x = x + x P(x^2) near 0, 1 - 2^-Q(x) beyond ----
+def erf_rest(z):
+    if z < mpf('1e-20'):
+        return 2 / sqrt(pi) * (1 - z / 3) - 1
+    return erf(sqrt(z)) / sqrt(z) - 1
+
+
+for row, single, degrees in (('single', True, (6, 5, 5)), ('wide', False, (7, 6, 5))):
+    add('erf_%s_central' % row, erf_rest, 0, mpf(1.25)**2, range_of_powers(0, degrees[0]),
+        lambda z: 1 / (erf_rest(z) + 1), single=single)
+    add('erf_%s_tail' % row, lambda x: -log2(mp.erfc(x)), mpf(1.25), mpf(3.9375),
+        range_of_powers(0, degrees[1]), lambda x: mp.erfc(x) * ln2, single=single)
+    add('erf_%s_exp2' % row, lambda f: exp(f * ln2), -half * mpf(1.001), half * mpf(1.001),
+        range_of_powers(0, degrees[2]), lambda f: exp(-f * ln2), single=single)
+
+
+def missing(text, fit, single):
+    """Those coefficients that the text doesn't have as a whole number."""
+    return [c for c in (written(v, single) for v in fit.coefficients.values())
+            if not re.search(r'(?<![\w.])%s(?![\w.])' % re.escape(c), text)]
+
+
 def main():
-    wanted = sys.argv[1:] or ['']
+    arguments = sys.argv[1:]
+    text = None
+    if arguments[:1] == ['--check']:
+        text = ''.join(open(name).read() for name in arguments[1:])
+        arguments = []
+    failed = False
     for name, (f, a, b, powers, weight, single, rounding) in approximations.items():
-        if not any(name.startswith(w) for w in wanted):
+        if not any(name.startswith(w) for w in arguments or ['']):
             continue
         fit = Fit(f, a, b, powers, weight)
         exact, final = fit.rounded(rounding)
+        if text is not None:
+            lacking = missing(text, fit, single)
+            failed = failed or bool(lacking)
+            if lacking:
+                print('%s: no %s' % (name, ', '.join(lacking)))
+            continue
         print('%s: error 2^%.2f (2^%.2f before rounding)'
               % (name, float(log2(final)), float(log2(exact))))
         for k, p in enumerate(powers):
             print('    %s,  // x^%d' % (written(fit.coefficients[k], single), p))
         sys.stdout.flush()
+    sys.exit(failed)
 
 
 if __name__ == '__main__':
