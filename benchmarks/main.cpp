@@ -38,6 +38,7 @@ int main(int argc, char** argv) {
     addRealRows();
     addIntegerRows();
     addServiceRows();
+    addVectorMathRows();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -83,5 +83,6 @@ void addWordRows();
 void addRealRows();
 void addIntegerRows();
 void addServiceRows();
+void addVectorMathRows();
 
 }  // namespace korvan::benchmarks

@@ -1,7 +1,7 @@
-// vector_math_tables: prints vectormath/baseline_tables.cpp, computed with MPFR.
+// vector_math_tables: prints vectormath/ln_exp_tables.cpp, computed with MPFR.
 //
-// usage: vector_math_tables > vectormath/baseline_tables.cpp
-//        vector_math_tables --check vectormath/baseline_tables.cpp
+// usage: vector_math_tables > vectormath/ln_exp_tables.cpp
+//        vector_math_tables --check vectormath/ln_exp_tables.cpp
 #include <mpfr.h>
 
 #include <cmath>
@@ -11,7 +11,7 @@
 #include <iterator>
 #include <string>
 
-#include "vectormath/baseline_tables.h"
+#include "vectormath/ln_exp_tables.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ std::string text;
 
 template <class... Numbers>
 void addLine(const char* format, Numbers... numbers) {
-    char line[256];
+    char line[128];
     std::snprintf(line, sizeof line, format, numbers...);
     text += line;
 }
@@ -103,17 +103,94 @@ void addExpTable() {
     addLine("};\n\n");
 }
 
+template <class Real>
+void addColumn(const Real (&column)[16]) {
+    for (int i = 0; i < 16; ++i) {
+        addLine(sizeof(Real) == 8 ? "%s%.17g,%s" : "%s%.8eF,%s",
+                i == 0       ? "    {"
+                : i % 4 == 0 ? "     "
+                             : " ",
+                static_cast<double>(column[i]), i % 4 == 3 && i < 15 ? "\n" : "");
+    }
+    text += "},\n";
+}
+
+// The inverse of the middle of entry i, of 21 bits.
+double inverseOf(int i) {
+    const bool nextTo1 = i == 0 || i == 15;
+    const double middle = (1 + (i + 0.5) / 16) / (i < 8 ? 1 : 2);
+    return nextTo1 ? 1 : std::nearbyint(0x1p20 / middle) * 0x1p-20;
+}
+
+void addWideLnTable() {
+    korvan::WideLnTable table;
+    for (int i = 0; i < 16; ++i) {
+        table.inverse[i] = inverseOf(i);
+        // In the upper half e is one less than m's own exponent.
+        Wide log, ln2;
+        setLog(log, table.inverse[i]);
+        mpfr_const_log2(ln2.value, MPFR_RNDN);
+        if (i < 8) mpfr_set_zero(ln2.value, 1);
+        mpfr_sub(log.value, ln2.value, log.value, MPFR_RNDN);
+        table.hi[i] = log.roundedTo(korvan::wideLnTableUnit);
+        table.lo[i] = log.minus(table.hi[i]);
+    }
+    addLine("const WideLnTable wideLnTable = {\n");
+    addColumn(table.inverse);
+    addColumn(table.hi);
+    addColumn(table.lo);
+    addLine("};\n\n");
+}
+
+void addWideExpTable() {
+    korvan::WideExpTable table;
+    for (int j = 0; j < 16; ++j) {
+        Wide power;
+        mpfr_set_d(power.value, j / 16.0, MPFR_RNDN);
+        mpfr_exp2(power.value, power.value, MPFR_RNDN);
+        table.hi[j] = power.rounded();
+        table.lo[j] = power.minus(table.hi[j]);
+    }
+    addLine("const WideExpTable wideExpTable = {\n");
+    addColumn(table.hi);
+    addColumn(table.lo);
+    addLine("};\n\n");
+}
+
+void addSingleTables() {
+    korvan::SingleLnTable ln;
+    korvan::SingleExpTable exp;
+    for (int i = 0; i < 16; ++i) {
+        Wide log, power;
+        ln.inverse[i] = static_cast<float>(inverseOf(i));  // has the room for 21 bits
+        setLog(log, ln.inverse[i]);
+        ln.minusLn[i] = 0 - mpfr_get_flt(log.value, MPFR_RNDN);
+        mpfr_set_d(power.value, i / 16.0, MPFR_RNDN);
+        mpfr_exp2(power.value, power.value, MPFR_RNDN);
+        exp.power[i] = mpfr_get_flt(power.value, MPFR_RNDN);
+    }
+    addLine("const SingleLnTable singleLnTable = {\n");
+    addColumn(ln.inverse);
+    addColumn(ln.minusLn);
+    addLine("};\n\nconst SingleExpTable singleExpTable = {\n");
+    addColumn(exp.power);
+    addLine("};\n\n");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     text =
         "// Made by tools/vector_math_tables.cpp.\n"
-        "#include \"vectormath/baseline_tables.h\"\n\n"
+        "#include \"vectormath/ln_exp_tables.h\"\n\n"
         "namespace korvan {\n\n"
         "// clang-format off\n\n";
     addLnTable();
     addScalarLnTable();
     addExpTable();
+    addWideLnTable();
+    addWideExpTable();
+    addSingleTables();
     text += "// clang-format on\n\n}  // namespace korvan\n";
     if (argc == 1) return std::fputs(text.c_str(), stdout) < 0;
     if (argc != 3 || std::strcmp(argv[1], "--check") != 0) return 2;

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "frame/parallel_loops.h"
+#include "frame/service_lock.h"
 #include "vectormath/mode_word.h"
 
 namespace korvan {
@@ -20,22 +21,26 @@ struct Parts {
     const void* call;
     PartRoutine part;
     VectorMathThread caller;
-    std::atomic<std::uint32_t> flags{0};
-    std::atomic<std::int64_t> lastError{0};  // the part's number, the code behind it
-    std::atomic<int> errnoValue{0};
+
+    // What comes back; of the errors the last part's, as if the parts had run in order.
+    std::atomic<std::int32_t> lock{0};
+    std::uint32_t flags = 0;
+    std::int32_t failedPart = -1, status = 0;
+    int errnoValue = 0;
 
     std::int32_t begin(std::int32_t index) const {
         return static_cast<std::int32_t>(std::int64_t{n} * index / count);
     }
 };
 
-// The error of the last part counts, as if the parts had run in order.
-void noteError(Parts* parts, std::int32_t index, std::int32_t code) {
-    const std::int64_t mine = (std::int64_t{index} + 1) << 32 | static_cast<std::uint32_t>(code);
-    std::int64_t seen = parts->lastError.load(std::memory_order_relaxed);
-    while (seen < mine && !parts->lastError.compare_exchange_weak(seen, mine)) {
-    }
-    if (errno != 0) parts->errnoValue.store(errno, std::memory_order_relaxed);
+void noteResults(Parts* parts, std::int32_t index) {
+    const ServiceGuard guard(parts->lock);
+    parts->flags |= _mm_getcsr() & sseFlags;
+    const std::int32_t status = vectorMathThread().status;
+    if (status == 0 || index < parts->failedPart) return;
+    parts->failedPart = index;
+    parts->status = status;
+    parts->errnoValue = errno;
 }
 
 void runPart(std::int32_t index, std::int32_t, std::int32_t, void* context) {
@@ -47,10 +52,10 @@ void runPart(std::int32_t index, std::int32_t, std::int32_t, void* context) {
     const int ownErrno = errno;
     thread = parts->caller;
     thread.status = 0;
+    _mm_setcsr(ownControl & ~sseFlags);
     errno = 0;
     parts->part(parts->call, begin, parts->begin(index + 1) - begin);
-    parts->flags.fetch_or(_mm_getcsr() & sseFlags, std::memory_order_relaxed);
-    if (thread.status != 0) noteError(parts, index, thread.status);
+    noteResults(parts, index);
     thread = own;
     _mm_setcsr(ownControl);
     errno = ownErrno;
@@ -65,11 +70,10 @@ void runInParts(std::int32_t n, const void* call, PartRoutine part) {
     getModeWord();  // read, before it is handed on
     Parts parts{.n = n, .count = count, .call = call, .part = part, .caller = vectorMathThread()};
     qvx_vsl_serv_threader_for(count, count, &parts, runPart);
-    _mm_setcsr(_mm_getcsr() | parts.flags.load(std::memory_order_relaxed));
-    const std::int64_t error = parts.lastError.load(std::memory_order_relaxed);
-    if (error == 0) return;
-    vectorMathThread().status = static_cast<std::int32_t>(error & 0xFFFFFFFF);
-    if (const int value = parts.errnoValue.load(std::memory_order_relaxed)) errno = value;
+    _mm_setcsr(_mm_getcsr() | parts.flags);
+    if (parts.failedPart < 0) return;
+    vectorMathThread().status = parts.status;
+    if (parts.errnoValue != 0) errno = parts.errnoValue;
 }
 
 }  // namespace korvan

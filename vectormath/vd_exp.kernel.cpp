@@ -3,8 +3,8 @@
 // Overflow gives inf with status 3; a denormal or zero result status 4; exp(-inf) = 0, exp(inf) =
 // inf and exp(NaN) = NaN none.
 #include "vectormath/array_loop-inl.h"
-#include "vectormath/baseline_tables.h"
 #include "vectormath/float_bits.h"
+#include "vectormath/ln_exp_tables.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -120,9 +120,127 @@ void expBaseline(std::int32_t n, const double* in, double* out) {
     overArray(ExpBaseline(), n, in, out);
 }
 
+#if HWY_TARGET == HWY_SCALAR
+
+constexpr auto expHalf = expBaseline, expFull = expBaseline;
+
+#else
+
+enum class Digits { half, full };
+
+#    if HWY_TARGET <= HWY_AVX3
+
+// x = N ln2 + r, N a multiple of 1/16: e^x = 2^N (1 + p(r)), the fraction of N from a table and its
+// whole part by the scaling instruction.
+template <Digits digits>
+struct Exp : ExpBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        const Tag<double> tag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        constexpr double sixteenths = 0x1.8p48;  // rounds to them, the last bits count them
+        constexpr double log2e = 1.4426950408889634;
+        exceptional = isSlow(x);
+
+        if constexpr (digits == Digits::half) {
+            // r from 0 to ln2/16.
+            constexpr double c1 = 1.000000863624094, c2 = 0.4999005827986578,
+                             c3 = 0.17032218485319242;
+            const Vec<double> w{_mm512_fmadd_round_pd(x.raw, constant(log2e).raw,
+                                                      constant(sixteenths).raw,
+                                                      _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC)};
+            const auto N = hn::Sub(w, constant(sixteenths));
+            const auto r = hn::NegMulAdd(N, constant(0.6931471805599453), x);
+            const auto q = hn::MulAdd(r, hn::MulAdd(r, constant(c3), constant(c2)), constant(c1));
+            const auto power = entry(wideExpTable.hi, w);
+            const auto y = hn::MulAdd(hn::Mul(power, r), q, power);
+            return {_mm512_scalef_pd(y.raw, N.raw)};
+        } else {
+            // tools/minimax.py '(exp(r)-1-r)/r**2' 'r**2' '-log(2)/32' 'log(2)/32' 4
+            constexpr double c2 = 0.5000000000000006, c3 = 0.16666666664417878,
+                             c4 = 0.041666666659618136, c5 = 0.008333471923323536,
+                             c6 = 0.0013889129531889513;
+            const auto w = hn::MulAdd(x, constant(log2e), constant(sixteenths));
+            const auto N = hn::Sub(w, constant(sixteenths));
+            const auto r =
+                hn::NegMulAdd(N, constant(wideLn2Lo), hn::NegMulAdd(N, constant(wideLn2Hi), x));
+            const auto r2 = hn::Mul(r, r);
+            const auto q = hn::MulAdd(
+                r2, hn::MulAdd(r2, constant(c6), hn::MulAdd(r, constant(c5), constant(c4))),
+                hn::MulAdd(r, constant(c3), constant(c2)));
+            const auto power = entry(wideExpTable.hi, w);
+            const auto small = hn::MulAdd(power, hn::MulAdd(r2, q, r), entry(wideExpTable.lo, w));
+            return {_mm512_scalef_pd(hn::Add(power, small).raw, N.raw)};
+        }
+    }
+
+  private:
+    static HWY_INLINE Vec<double> entry(const double (&column)[16], Vec<double> w) {
+        return {_mm512_permutex2var_pd(_mm512_load_pd(column), _mm512_castpd_si512(w.raw),
+                                       _mm512_load_pd(column + 8))};
+    }
+};
+
+#    else
+
+// x = N ln2 + r with r at most ln2/2 in magnitude: e^x = 2^N (1 + r + r^2 q(r)).
+template <Digits digits>
+struct Exp : ExpBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        const Tag<double> tag;
+        const hn::RebindToUnsigned<Tag<double>> bitsTag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        exceptional = isSlow(x);
+
+        const auto w = hn::MulAdd(x, constant(1.4426950408889634), constant(shifter));
+        const auto N = hn::Sub(w, constant(shifter));
+        const auto r =
+            hn::NegMulAdd(N, constant(wideLn2Lo), hn::NegMulAdd(N, constant(wideLn2Hi), x));
+        const auto r2 = hn::Mul(r, r);
+        const auto pair = [&](double low, double high) {
+            return hn::MulAdd(constant(high), r, constant(low));
+        };
+        Vec<double> y;
+        // q: tools/minimax.py '(exp(r)-1-r)/r**2' 'r**2' '-log(2)/2' 'log(2)/2' DEGREE
+        if constexpr (digits == Digits::half) {
+            constexpr double c2 = 0.5000000095094231, c3 = 0.16666518898078167,
+                             c4 = 0.04166620591308616, c5 = 0.008368882335255177,
+                             c6 = 0.0013950487285696522;
+            const auto q = hn::MulAdd(r2, hn::MulAdd(r2, constant(c6), pair(c4, c5)), pair(c2, c3));
+            y = hn::Add(constant(1), hn::MulAdd(r2, q, r));
+        } else {
+            constexpr double c2 = 0.5000000000000012, c3 = 0.166666666666667,
+                             c4 = 0.04166666666651552, c5 = 0.008333333333307229,
+                             c6 = 0.0013888888946984657, c7 = 0.00019841269917325708,
+                             c8 = 2.480148997776895e-05, c9 = 2.755721635545159e-06,
+                             c10 = 2.763126664890692e-07, c11 = 2.5117843209164466e-08;
+            const auto r4 = hn::Mul(r2, r2);
+            const auto front = hn::MulAdd(r2, pair(c4, c5), pair(c2, c3));
+            const auto back = hn::MulAdd(r2, pair(c8, c9), pair(c6, c7));
+            const auto q = hn::MulAdd(r4, hn::MulAdd(r4, pair(c10, c11), back), front);
+            // 1 + r with its rounding error, which is half a unit too much.
+            const auto s = hn::Add(constant(1), r);
+            const auto d = hn::Sub(r, hn::Sub(s, constant(1)));
+            y = hn::Add(s, hn::MulAdd(r2, q, d));
+        }
+        return hn::BitCast(
+            tag, hn::Add(hn::BitCast(bitsTag, y), hn::ShiftLeft<52>(hn::BitCast(bitsTag, w))));
+    }
+};
+
+#    endif
+
+void expHalf(std::int32_t n, const double* in, double* out) {
+    overArray(Exp<Digits::half>(), n, in, out);
+}
+void expFull(std::int32_t n, const double* in, double* out) {
+    overArray(Exp<Digits::full>(), n, in, out);
+}
+
+#endif
+
 }  // namespace
 
-constinit const VectorKernel<OneToOne<double>> vdExp = {expBaseline, expBaseline, expBaseline};
+constinit const VectorKernel<OneToOne<double>> vdExp = {expFull, expFull, expHalf};
 constinit const VectorKernel<OneToOne<double>> vdExpBaseline = {expBaseline, expBaseline,
                                                                 expBaseline};
 

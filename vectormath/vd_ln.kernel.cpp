@@ -2,8 +2,8 @@
 //
 // ln(+-0) = -inf with status 2, ln(x < 0) = NaN with status 1; ln(inf) = inf, ln(NaN) = NaN.
 #include "vectormath/array_loop-inl.h"
-#include "vectormath/baseline_tables.h"
-#include "vectormath/float_bits.h"
+#include "vectormath/ln_exp_tables.h"
+#include "vectormath/split_exponent-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -120,9 +120,146 @@ void lnBaseline(std::int32_t n, const double* in, double* out) {
     overArray(LnBaseline(), n, in, out);
 }
 
+#if HWY_TARGET == HWY_SCALAR
+
+constexpr auto lnHalf = lnBaseline, lnFull = lnBaseline;
+
+#else
+
+enum class Digits { half, full };
+
+#    if HWY_TARGET <= HWY_AVX3
+
+// x = 2^e f; the four bits behind f's point choose the inverse of m's neighbourhood:
+//
+//     r = m inverse - 1,  ln x = (e ln 2 + hi) + r + (r^2 p(r) + e ln2Lo + lo),
+//
+// where the first sum is exact, and the second gives its rounding error to the third.
+// p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/32 1/16 DEGREE
+template <Digits digits>
+struct Ln : LnBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        const Tag<double> tag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        exceptional.raw = _mm512_fpclass_pd_mask(x.raw, 0xFF);  // all but normal, above 0
+
+        const Vec<double> e{_mm512_getexp_pd(x.raw)};
+        const Vec<double> m{_mm512_getmant_pd(x.raw, _MM_MANT_NORM_p75_1p5, _MM_MANT_SIGN_zero)};
+        const __m512i row = _mm512_srli_epi64(_mm512_castpd_si512(x.raw), 48);
+        const auto entry = [&](const double(&column)[16]) {
+            return Vec<double>{
+                _mm512_permutex2var_pd(_mm512_load_pd(column), row, _mm512_load_pd(column + 8))};
+        };
+        const auto r = hn::MulSub(m, entry(wideLnTable.inverse), constant(1));
+        const auto base = hn::MulAdd(e, constant(wideLn2Hi), entry(wideLnTable.hi));
+        const auto r2 = hn::Mul(r, r);
+        if constexpr (digits == Digits::half) {
+            constexpr double c2 = -0.5000000139179771, c3 = 0.333344528480693,
+                             c4 = -0.2500610330353304, c5 = 0.18846016536252574;
+            const auto p = hn::MulAdd(r2, hn::MulAdd(constant(c5), r, constant(c4)),
+                                      hn::MulAdd(constant(c3), r, constant(c2)));
+            return hn::Add(base, hn::MulAdd(r2, p, r));
+        } else {
+            constexpr double c2 = -0.5000000000000003, c3 = 0.3333333333334759,
+                             c4 = -0.24999999999838046, c5 = 0.1999999992740032,
+                             c6 = -0.16666666200219762, c7 = 0.1428582078882754,
+                             c8 = -0.12501853395370158, c9 = 0.11070820165360987,
+                             c10 = -0.08740635119285997;
+            const auto pair = [&](double low, double high) {
+                return hn::MulAdd(constant(high), r, constant(low));
+            };
+            const auto r4 = hn::Mul(r2, r2);
+            const auto front = hn::MulAdd(r2, pair(c4, c5), pair(c2, c3));
+            const auto back =
+                hn::MulAdd(r2, hn::MulAdd(r2, constant(c10), pair(c8, c9)), pair(c6, c7));
+            const auto p = hn::MulAdd(r4, back, front);
+            const auto small = hn::MulAdd(e, constant(wideLn2Lo), entry(wideLnTable.lo));
+            const auto s = hn::Add(base, r);
+            const auto d = hn::Sub(r, hn::Sub(s, base));
+            return hn::Add(s, hn::Add(d, hn::MulAdd(r2, p, small)));
+        }
+    }
+};
+
+#    else
+
+template <Digits digits>
+struct Ln;
+
+// r = m - 1 from -1/4 to 1/2: ln x = e ln 2 + (r + r^2 p(r)).
+// p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/4 1/2 8
+template <>
+struct Ln<Digits::half> : LnBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        constexpr double c2 = -0.5000000082328258, c3 = 0.3333345444538104,
+                         c4 = -0.2500005451823115, c5 = 0.19990606489005364,
+                         c6 = -0.16647768417889464, c7 = 0.14482067883157898,
+                         c8 = -0.13162228743596613, c9 = 0.10448290378018206,
+                         c10 = -0.04490918238285275;
+        const Tag<double> tag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        exceptional = isNotNormal(x);
+        const SplitExponent<double> split(x, 0.75);
+        const auto r = hn::Sub(split.m, constant(1));
+        const auto r2 = hn::Mul(r, r), r4 = hn::Mul(r2, r2);
+        const auto pair = [&](double low, double high) {
+            return hn::MulAdd(constant(high), r, constant(low));
+        };
+        const auto front = hn::MulAdd(r2, pair(c4, c5), pair(c2, c3));
+        const auto back = hn::MulAdd(r2, hn::MulAdd(r2, constant(c10), pair(c8, c9)), pair(c6, c7));
+        const auto p = hn::MulAdd(r4, back, front);
+        return hn::MulAdd(split.e, constant(wideLn2Hi), hn::MulAdd(r2, p, r));
+    }
+};
+
+// f = m - 1 with m from sqrt(1/2) to sqrt(2), s = f/(2 + f) and z = s^2: with
+// ln(1 + f) = ln((1 + s)/(1 - s)) = 2 s + s R,  R = z (2/3 + 2/5 z + ...),  2 s = f - s f,
+//
+//     ln(1 + f) = f - (f^2/2 - s (f^2/2 + R)),
+//
+// where what is subtracted from f is small beside it.  (The form of the logarithm in FDLIBM, Sun
+// Microsystems, 1993.)
+// R/z: tools/minimax.py '(log((1+sqrt(r))/(1-sqrt(r)))/sqrt(r)-2)/r' r 0 '(3-2*sqrt(2))**2' 6
+template <>
+struct Ln<Digits::full> : LnBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        constexpr double b1 = 0.6666666666666734, b2 = 0.3999999999941467, b3 = 0.28571428742389393,
+                         b4 = 0.2222219857295748, b5 = 0.18183564339617378,
+                         b6 = 0.15314050178280403, b7 = 0.14795953617913168;
+        const Tag<double> tag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        exceptional = isNotNormal(x);
+        const SplitExponent<double> split(x, 0.70710678118654752);
+        const auto f = hn::Sub(split.m, constant(1));
+        const auto s = hn::Div(f, hn::Add(f, constant(2)));
+        const auto z = hn::Mul(s, s), z2 = hn::Mul(z, z);
+        const auto pair = [&](double low, double high) {
+            return hn::MulAdd(constant(high), z, constant(low));
+        };
+        const auto front = hn::MulAdd(z2, pair(b3, b4), pair(b1, b2));
+        const auto back = hn::MulAdd(z2, constant(b7), pair(b5, b6));
+        const auto R = hn::Mul(z, hn::MulAdd(hn::Mul(z2, z2), back, front));
+        const auto halfSquare = hn::Mul(hn::Mul(f, f), constant(0.5));
+        const auto small =
+            hn::MulAdd(s, hn::Add(halfSquare, R), hn::Mul(split.e, constant(wideLn2Lo)));
+        return hn::MulAdd(split.e, constant(wideLn2Hi), hn::Sub(f, hn::Sub(halfSquare, small)));
+    }
+};
+
+#    endif
+
+void lnHalf(std::int32_t n, const double* in, double* out) {
+    overArray(Ln<Digits::half>(), n, in, out);
+}
+void lnFull(std::int32_t n, const double* in, double* out) {
+    overArray(Ln<Digits::full>(), n, in, out);
+}
+
+#endif
+
 }  // namespace
 
-constinit const VectorKernel<OneToOne<double>> vdLn = {lnBaseline, lnBaseline, lnBaseline};
+constinit const VectorKernel<OneToOne<double>> vdLn = {lnFull, lnFull, lnHalf};
 constinit const VectorKernel<OneToOne<double>> vdLnBaseline = {lnBaseline, lnBaseline, lnBaseline};
 
 }  // namespace korvan::KORVAN_COPY

@@ -1,0 +1,236 @@
+// Largest errors of the vector math kernels, by kernel, copy and row, as a table in Markdown.
+// scripts/accuracy.sh makes docs/accuracy.md with it.
+//
+// usage: accuracy [--points N] [NAME...]     N in thousands, for each range; names of kernels
+//
+// The reference is MPFR's result, of 160 bits.  An error in ulp is measured in units of the last
+// place of the reference rounded to the kernel's type; a relative one against the reference or,
+// for denormal results, the least normal number.
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <type_traits>
+
+#include "cases.h"
+#include "frame/copy_set.h"
+
+namespace korvan::accuracy {
+namespace {
+
+constexpr int borderNeighbours = 8;  // on either side
+
+template <class Real>
+using BitsOf = std::conditional_t<sizeof(Real) == 8, std::int64_t, std::int32_t>;
+
+// Bit patterns as integers in the order of the numbers; its own inverse.
+template <class Real>
+BitsOf<Real> inOrder(BitsOf<Real> bits) {
+    return bits < 0 ? std::numeric_limits<BitsOf<Real>>::min() - bits : bits;
+}
+
+template <class Real>
+struct Points {
+    std::vector<Real> x1, x2;
+    struct Reference {
+        double scale, high, low;  // in two parts, times the scale
+    };
+    std::vector<Reference> y;
+};
+
+// Near the end of the double range the second part would not be a number any more.
+double scaleOf(double y) {
+    return std::abs(y) < 0x1p-800 ? 0x1p200 : 1;
+}
+
+template <class Real>
+class Sampler {
+  public:
+    explicit Sampler(std::size_t perRange) : perRange_(perRange) {}
+
+    std::vector<Real> sample(const std::vector<Range>& ranges, const std::vector<double>& borders) {
+        std::vector<Real> points;
+        for (const Range& range : ranges) {
+            for (std::size_t i = 0; i < perRange_; ++i) {
+                points.push_back(i % 2 ? evenly(range) : evenlyByBits(range));
+            }
+        }
+        for (const double border : borders) addNeighbours(static_cast<Real>(border), &points);
+        return points;
+    }
+
+  private:
+    Real evenly(const Range& range) {
+        // Halved, so that the largest range doesn't overflow.
+        const double u = std::uniform_real_distribution<double>(0, 1)(engine_);
+        const double x = 2 * (range.low / 2 + (range.high / 2 - range.low / 2) * u);
+        return static_cast<Real>(std::clamp(x, range.low, range.high));
+    }
+    Real evenlyByBits(const Range& range) {
+        const auto ordered = [](double x) {
+            return inOrder<Real>(std::bit_cast<BitsOf<Real>>(static_cast<Real>(x)));
+        };
+        std::uniform_int_distribution<BitsOf<Real>> bits(ordered(range.low), ordered(range.high));
+        return std::bit_cast<Real>(inOrder<Real>(bits(engine_)));
+    }
+    void addNeighbours(Real border, std::vector<Real>* points) {
+        const Real infinity = std::numeric_limits<Real>::infinity();
+        Real below = border, above = border;
+        points->push_back(border);
+        for (int i = 0; i < borderNeighbours; ++i) {
+            points->push_back(below = std::nextafter(below, -infinity));
+            points->push_back(above = std::nextafter(above, infinity));
+        }
+    }
+
+    std::size_t perRange_;
+    std::mt19937_64 engine_{20200229};
+};
+
+template <class Real>
+Points<Real> pointsOf(const Case<Real>& kernel, std::size_t perRange) {
+    Sampler<Real> sampler(perRange);
+    Points<Real> points;
+    points.x1 = sampler.sample(kernel.first, kernel.borders);
+    points.x2.resize(points.x1.size());
+    if (!kernel.second.empty()) {
+        // Every pair of ranges is met: the first are in their order, the second mixed.
+        const std::vector<Real> second = sampler.sample(kernel.second, {});
+        std::mt19937_64 engine(7);
+        for (Real& x : points.x2) x = second[engine() % second.size()];
+    }
+    mpfr_t x1, x2, y;
+    mpfr_inits2(160, x1, x2, y, nullptr);
+    for (std::size_t i = 0; i < points.x1.size(); ++i) {
+        mpfr_set_d(x1, points.x1[i], MPFR_RNDN);
+        mpfr_set_d(x2, points.x2[i], MPFR_RNDN);
+        kernel.reference(y, x1, x2);
+        const double scale = scaleOf(mpfr_get_d(y, MPFR_RNDN));
+        mpfr_mul_d(y, y, scale, MPFR_RNDN);
+        const double high = mpfr_get_d(y, MPFR_RNDN);
+        if (std::isfinite(high)) mpfr_sub_d(y, y, high, MPFR_RNDN);
+        const double low = std::isfinite(high) ? mpfr_get_d(y, MPFR_RNDN) : 0;
+        points.y.push_back({scale, high, low});
+    }
+    mpfr_clears(x1, x2, y, nullptr);
+    return points;
+}
+
+// The unit in the last place of a number near y / scale, as Real has it, times the scale.
+template <class Real>
+double unitAt(double y, double scale) {
+    using Limits = std::numeric_limits<Real>;
+    const int least = Limits::min_exponent - 1 + std::ilogb(scale);
+    return std::ldexp(1.0, std::max(std::ilogb(y), least) - (Limits::digits - 1));
+}
+
+struct Worst {
+    double ulp = 0, relative = 0, at = 0;
+};
+
+template <class Real>
+void compare(Real y, double x, const typename Points<Real>::Reference& reference, Worst* worst) {
+    const auto [scale, high, low] = reference;
+    using Limits = std::numeric_limits<Real>;
+    double ulp = 0, relative = 0;
+    if (std::isfinite(static_cast<Real>(high)) && std::isfinite(y)) {
+        const double error = std::abs((static_cast<double>(y) * scale - high) - low);
+        ulp = error / unitAt<Real>(high, scale);
+        relative = error / std::max(std::abs(high), double{Limits::min()} * scale);
+    } else {
+        const bool equal = std::isnan(high) ? std::isnan(y) : static_cast<Real>(high) == y;
+        ulp = relative = equal ? 0 : HUGE_VAL;
+    }
+    if (ulp > worst->ulp) worst->at = x;
+    worst->ulp = std::max(worst->ulp, ulp);
+    worst->relative = std::max(worst->relative, relative);
+}
+
+std::vector<const CopySet*> runnableCopies() {
+    std::vector<const CopySet*> copies;
+    for (std::int32_t branch = 0; branch <= 11; ++branch) {
+        const CopySet& copy = copySetOfBranch(branch);
+        if (copies.empty() || copies.back() != &copy) copies.push_back(&copy);
+    }
+    return copies;
+}
+
+struct RowErrors {
+    Worst la, ha, ep;
+    bool operator==(const RowErrors& other) const {
+        return la.ulp == other.la.ulp && ha.ulp == other.ha.ulp && ep.relative == other.ep.relative;
+    }
+};
+
+// Copies with the same errors share a line.
+void printLines(const std::string& name,
+                const std::vector<std::pair<std::string, RowErrors>>& errorsOfCopies) {
+    for (std::size_t i = 0; i < errorsOfCopies.size();) {
+        std::string copies;
+        const RowErrors& errors = errorsOfCopies[i].second;
+        for (; i < errorsOfCopies.size() && errorsOfCopies[i].second == errors; ++i) {
+            copies += (copies.empty() ? "" : ", ") + errorsOfCopies[i].first;
+        }
+        std::printf("| `%s` | %s | %.3f | %.3f | %.3f | 2^%.1f |\n", name.c_str(), copies.c_str(),
+                    errors.la.ulp, errors.ha.ulp, errors.ep.ulp, std::log2(errors.ep.relative));
+        std::fprintf(stderr, "%s %s: worst at %.17g, %.17g, %.17g\n", name.c_str(), copies.c_str(),
+                     errors.la.at, errors.ha.at, errors.ep.at);
+    }
+    std::fflush(stdout);
+}
+
+template <class Real>
+void measure(const Case<Real>& kernel, std::size_t perRange) {
+    const Points<Real> points = pointsOf(kernel, perRange);
+    std::vector<std::pair<std::string, RowErrors>> errorsOfCopies;
+    std::vector<Real> y(points.x1.size());
+    for (const CopySet* copy : runnableCopies()) {
+        const auto worstOf = [&](Row row) {
+            Worst worst;
+            kernel.run(*copy->vectorKernels, row, static_cast<std::int32_t>(y.size()),
+                       points.x1.data(), points.x2.data(), y.data());
+            for (std::size_t i = 0; i < y.size(); ++i) {
+                compare(y[i], points.x1[i], points.y[i], &worst);
+            }
+            return worst;
+        };
+        errorsOfCopies.emplace_back(
+            copy->name, RowErrors{worstOf(Row::la), worstOf(Row::ha), worstOf(Row::ep)});
+    }
+    printLines(kernel.name, errorsOfCopies);
+}
+
+template <class Real>
+void measureAll(const std::vector<Case<Real>>& kernels, std::size_t perRange,
+                const std::vector<std::string>& wanted) {
+    for (const Case<Real>& kernel : kernels) {
+        const bool isWanted =
+            wanted.empty() || std::find(wanted.begin(), wanted.end(), kernel.name) != wanted.end();
+        if (isWanted) measure(kernel, perRange);
+    }
+}
+
+}  // namespace
+}  // namespace korvan::accuracy
+
+int main(int argc, char** argv) {
+    using namespace korvan::accuracy;
+    std::size_t thousands = 300;
+    std::vector<std::string> wanted;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--points") == 0 && i + 1 < argc) {
+            thousands = std::strtoul(argv[++i], nullptr, 10);
+        } else {
+            wanted.push_back(argv[i]);
+        }
+    }
+    mpfr_set_emin(-10000);
+    std::puts("| Kernel | Copies | LA, ulp | HA, ulp | EP, ulp | EP, relative |");
+    std::puts("|---|---|---:|---:|---:|---:|");
+    measureAll(doubleCases(), thousands * 1000, wanted);
+    measureAll(singleCases(), thousands * 1000, wanted);
+}
