@@ -65,7 +65,7 @@ struct EighthTurn<float, accuracy> {
     static constexpr float cosine[] = {-0.5f, 0.041666646f, -0.001388731f, 2.443229e-05f};
 };
 
-// S on |r| <= pi/2: errors 2^-61.6, 2^-27.3, 2^-27.0.
+// S on |r| <= pi/2: errors 2^-61.6, 2^-35.3, 2^-27.0.
 template <class Real, Accuracy>
 struct QuarterTurnSine {
     static constexpr double sine[] = {-0.16666666666666666,    0.008333333333333207,
@@ -75,8 +75,9 @@ struct QuarterTurnSine {
 };
 template <>
 struct QuarterTurnSine<double, Accuracy::ep> {
-    static constexpr double sine[] = {-0.1666665954500225, 0.00833306609302566,
-                                      -0.00019809590625870327, 2.605751389683485e-06};
+    static constexpr double sine[] = {-0.16666666626103693, 0.008333331106714052,
+                                      -0.0001984086795979637, 2.752537131685628e-06,
+                                      -2.3888673114848606e-08};
 };
 template <Accuracy accuracy>
 struct QuarterTurnSine<float, accuracy> {

@@ -184,9 +184,15 @@ HWY_INLINE V erfInvAccurate(D d, V x) {
         ratio.rest = hn::IfThenElse(inTail, tails.rest, ratio.rest);
     }
     const V rest = hn::Mul(x, ratio.rest);
-    if constexpr (fuses) return hn::MulAdd(x, ratio.head, rest);
-    const V head = highHalf(d, x);
-    return hn::Add(hn::Mul(head, ratio.head), hn::Add(hn::Mul(hn::Sub(x, head), ratio.head), rest));
+    V y;
+    if constexpr (fuses) {
+        y = hn::MulAdd(x, ratio.head, rest);
+    } else {
+        const V head = highHalf(d, x);
+        const V low = hn::Add(hn::Mul(hn::Sub(x, head), ratio.head), rest);
+        y = hn::Add(hn::Mul(head, ratio.head), low);
+    }
+    return hn::CopySign(y, x);  // for -0
 }
 
 template <class Real, Accuracy accuracy>

@@ -238,7 +238,7 @@ eighth_turn = (pi / 4 * mpf(1.0001))**2
 quarter_turn = (pi / 2 * mpf(1.0001))**2
 sine_weight = lambda z: z and z * sqrt(z) / sin(sqrt(z))
 for name, reach, degrees in (('sine_quadrant', eighth_turn, (('ep', 2), ('single', 2), ('', 5))),
-                             ('sine_half', quarter_turn, (('ep', 3), ('single', 3), ('la', 7)))):
+                             ('sine_half', quarter_turn, (('ep', 4), ('single', 3), ('la', 7)))):
     for row, degree in degrees:
         add(name + '_' * (row != '') + row, sine_rest, 0, reach, range_of_powers(0, degree),
             sine_weight, single=row == 'single')
