@@ -29,8 +29,23 @@ constexpr GeneratorRow generatorRows[] = {
 };
 static_assert(sizeof generatorRows / sizeof generatorRows[0] == builtInGenerators);
 
+consteval bool areEqual(const char* x, const char* y) {
+    for (; *x == *y; ++x, ++y) {
+        if (*x == 0) return true;
+    }
+    return false;
+}
+
+consteval KernelCosts costsOf([[maybe_unused]] const char* kernel) {
+#define KORVAN_VECTOR_COST(copy, name, la, ha, ep) \
+    if (areEqual(#copy, KORVAN_COPY_NAME) && areEqual(#name, kernel)) return {la, ha, ep};
+#include "vectormath/vector_costs.def"
+#undef KORVAN_VECTOR_COST
+    return {3.0F, 3.0F, 3.0F};  // not measured
+}
+
 constexpr VectorKernels vectorKernels = {
-#define KORVAN_VECTOR_KERNEL(kernel, ...) .kernel = &kernel,
+#define KORVAN_VECTOR_KERNEL(kernel, ...) .kernel = &kernel, .kernel##Costs = costsOf(#kernel),
 #include "vectormath/vector_kernels.def"
 #undef KORVAN_VECTOR_KERNEL
 };

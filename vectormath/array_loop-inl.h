@@ -117,7 +117,33 @@ HWY_INLINE void computeVector(const Function& function, const V (&x)[inputs], V 
     }
 }
 
-// Elements first .. first + count - 1, at most a vector's; with fewer, through a buffer.
+// Some lanes of a vector, fewer than all: nothing outside the array is touched.
+template <class Real>
+HWY_INLINE Vec<Real> loadFew(const Real* from, std::size_t count, Real filler) {
+    const Tag<Real> tag;
+#if HWY_TARGET <= HWY_AVX2
+    const auto inside = hn::FirstN(tag, count);
+    return hn::IfThenElse(inside, hn::MaskedLoad(inside, tag, from), hn::Set(tag, filler));
+#else
+    Real padded[lanes<Real>];
+    hn::StoreU(hn::Set(tag, filler), tag, padded);
+    for (std::size_t lane = 0; lane < count; ++lane) padded[lane] = from[lane];
+    return hn::LoadU(tag, padded);
+#endif
+}
+template <class Real>
+HWY_INLINE void storeFew(Vec<Real> y, Real* to, std::size_t count) {
+    const Tag<Real> tag;
+#if HWY_TARGET <= HWY_AVX2
+    hn::BlendedStore(y, hn::FirstN(tag, count), tag, to);
+#else
+    Real results[lanes<Real>];
+    hn::StoreU(y, tag, results);
+    for (std::size_t lane = 0; lane < count; ++lane) to[lane] = results[lane];
+#endif
+}
+
+// Elements first .. first + count - 1, a vector of them or fewer.
 template <bool full, class Function, std::size_t inputs, std::size_t outputs>
 HWY_INLINE void computeGroup(const ArrayCall<Function, inputs, outputs>& call, std::size_t first,
                              std::size_t count) {
@@ -125,27 +151,21 @@ HWY_INLINE void computeGroup(const ArrayCall<Function, inputs, outputs>& call, s
     const Tag<Real> tag;
     Vec<Real> x[inputs], y[outputs];
     for (std::size_t k = 0; k < inputs; ++k) {
+        const Real* from = call.in[k] + first;
         if constexpr (full) {
-            x[k] = hn::LoadU(tag, call.in[k] + first);
+            x[k] = hn::LoadU(tag, from);
         } else {
-            Real padded[lanes<Real>];
-            hn::StoreU(hn::Set(tag, Function::filler), tag, padded);
-            for (std::size_t lane = 0; lane < count; ++lane)
-                padded[lane] = call.in[k][first + lane];
-            x[k] = hn::LoadU(tag, padded);
+            x[k] = loadFew(from, count, Function::filler);
         }
     }
     Mask<Real> exceptional;
     computeVector(call.function, x, y, exceptional);
     for (std::size_t k = 0; k < outputs; ++k) {
+        Real* to = call.out[k] + first;
         if constexpr (full) {
-            hn::StoreU(y[k], tag, call.out[k] + first);
+            hn::StoreU(y[k], tag, to);
         } else {
-            Real results[lanes<Real>];
-            hn::StoreU(y[k], tag, results);
-            for (std::size_t lane = 0; lane < count; ++lane) {
-                call.out[k][first + lane] = results[lane];
-            }
+            storeFew(y[k], to, count);
         }
     }
     if (HWY_UNLIKELY(!hn::AllFalse(tag, exceptional))) {

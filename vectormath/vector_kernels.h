@@ -26,9 +26,17 @@ struct VectorKernel {
     Shape* ep;
 };
 
-// One column: the kernels that a copy compiled.
+// Expected cycles for each element of a long array, from vector_costs.def.  Nothing decides by
+// them yet.
+struct KernelCosts {
+    float la, ha, ep;
+};
+
+// One column: the kernels that a copy compiled, and their costs.
 struct VectorKernels {
-#define KORVAN_VECTOR_KERNEL(name, ...) const VectorKernel<__VA_ARGS__>* name;
+#define KORVAN_VECTOR_KERNEL(name, ...)    \
+    const VectorKernel<__VA_ARGS__>* name; \
+    KernelCosts name##Costs;
 #include "vectormath/vector_kernels.def"
 #undef KORVAN_VECTOR_KERNEL
 };

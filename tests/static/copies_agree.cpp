@@ -1,6 +1,6 @@
 // Do all copies that this processor can run compute the same?  Compares every fill of every
 // generator and every kernel with those of the base copy: words, integers and states equal, reals
-// within a rounding.
+// within a rounding; and every vector math kernel, within its error.
 //
 // usage: copies_agree [COPY]       fails unless COPY is among the copies that ran
 //
@@ -25,6 +25,7 @@
 #include "frame/copy_set.h"
 #include "frame/parallel_loops.h"
 #include "streams/generator_table.h"
+#include "vectormath/vector_kernels.h"
 
 using namespace korvan;
 
@@ -196,6 +197,64 @@ bool hasSequence(GeneratorId id) {
            id != GEN_ABSTRACT_SINGLE;
 }
 
+// One call of a vector math kernel on x; a function with two results gives its second.
+template <class Real>
+void callRow(OneToOne<Real>* row, const std::vector<Real>& x, std::vector<Real>* y) {
+    row(static_cast<std::int32_t>(x.size()), x.data(), y->data());
+}
+template <class Real>
+void callRow(SineAndCosine<Real>* row, const std::vector<Real>& x, std::vector<Real>* y) {
+    row(static_cast<std::int32_t>(x.size()), x.data(), y->data(), y->data());
+}
+template <class Real>
+void callRow(FixedPower<Real>* row, const std::vector<Real>& x, std::vector<Real>* y) {
+    row(static_cast<std::int32_t>(x.size()), x.data(), Real{1.25}, y->data());
+}
+template <class Real>
+void callRow(Power<Real>* row, const std::vector<Real>& x, std::vector<Real>* y) {
+    row(static_cast<std::int32_t>(x.size()), x.data(), x.data(), y->data());
+}
+
+template <class Row, class Real>
+void compareRow(const Place& place, Row* row, Row* base, double relative, std::vector<Real> x) {
+    std::vector<Real> given(x.size()), expected(x.size());
+    callRow(row, x, &given);
+    callRow(base, x, &expected);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double difference = std::abs(double{given[i]} - double{expected[i]});
+        if (!(difference <= relative * std::abs(expected[i]))) return fail(place, "elements");
+    }
+}
+
+template <class Real, class... Rest>
+Real realOf(void (*)(std::int32_t, const Real*, Rest...));
+
+// Rows against the base copy's most accurate one: within their errors, both ways.
+template <class Kernel>
+void compareVectorKernel(const char* copy, const char* name, const Kernel& kernel,
+                         const Kernel& base) {
+    using Real = decltype(realOf(kernel.ha));
+    const double epsilon = std::numeric_limits<Real>::epsilon();
+    for (const std::int32_t n : sizes) {
+        const Place place{copy, name, 0, n};
+        std::vector<Real> x(static_cast<std::size_t>(n));
+        for (std::int32_t i = 0; i < n; ++i) {
+            x[static_cast<std::size_t>(i)] = static_cast<Real>(0.01 + 0.97 * (i * 37 % 101) / 101);
+        }
+        compareRow(place, kernel.la, base.ha, 5 * epsilon, x);
+        compareRow(place, kernel.ha, base.ha, 2 * epsilon, x);
+        compareRow(place, kernel.ep, base.ha, sizeof(Real) == 8 ? 0x1.1p-26 : 0x1.1p-11, x);
+    }
+}
+
+void compareVectorMath(const CopySet& copy, const CopySet& base) {
+#define KORVAN_VECTOR_KERNEL(kernel, ...)                                \
+    compareVectorKernel(copy.name, #kernel, *copy.vectorKernels->kernel, \
+                        *base.vectorKernels->kernel);
+#include "vectormath/vector_kernels.def"
+#undef KORVAN_VECTOR_KERNEL
+}
+
 void compareCopy(const CopySet& copy, const CopySet& base) {
     int generators = 0;
     for (std::int32_t row = 0; row < builtInGenerators; ++row) {
@@ -217,6 +276,7 @@ void compareCopy(const CopySet& copy, const CopySet& base) {
         }
         vslDeleteStream(&start);
     }
+    compareVectorMath(copy, base);
     say("copy %-6s  %d generators", copy.name, generators);
 }
 

@@ -1,9 +1,13 @@
 // Largest errors of the vector math kernels, by kernel, copy and row, as a table in Markdown.
 // scripts/accuracy.sh makes docs/accuracy.md with it.
 //
-// usage: accuracy [--points N] [NAME...]     N in thousands, for each range; names of kernels
+// usage: accuracy [--points N | --all-singles] [NAME...]
+//     --points N      arguments for each range, in thousands
+//     --all-singles   every single of the first range, for the kernels of one single
+//     NAME            of a kernel, in place of all
 //
-// The reference is MPFR's result, of 160 bits.  An error in ulp is measured in units of the last
+// The reference is MPFR's result, of 160 bits; for all singles it is the C library's in double,
+// which is off by 2^-28 of a single's unit or so.  An error in ulp is measured in units of the last
 // place of the reference rounded to the kernel's type; a relative one against the reference or,
 // for denormal results, the least normal number.
 #include <algorithm>
@@ -18,6 +22,7 @@
 
 #include "cases.h"
 #include "frame/copy_set.h"
+#include "frame/thread_settings.h"
 
 namespace korvan::accuracy {
 namespace {
@@ -204,14 +209,58 @@ void measure(const Case<Real>& kernel, std::size_t perRange) {
     printLines(kernel.name, errorsOfCopies);
 }
 
-template <class Real>
-void measureAll(const std::vector<Case<Real>>& kernels, std::size_t perRange,
-                const std::vector<std::string>& wanted) {
-    for (const Case<Real>& kernel : kernels) {
-        const bool isWanted =
-            wanted.empty() || std::find(wanted.begin(), wanted.end(), kernel.name) != wanted.end();
-        if (isWanted) measure(kernel, perRange);
+// The largest error of a block; without branches, for there are 2^32 of them.
+Worst worstOfBlock(const std::vector<float>& x, const std::vector<float>& y,
+                   const std::vector<double>& reference) {
+    double worstRelative = 0, worstUlp = 0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double size = std::max(std::abs(reference[i]), 0x1p-126);
+        const auto bits = std::bit_cast<std::uint64_t>(size) & 0x7FF0000000000000;
+        const double error = std::abs(static_cast<double>(y[i]) - reference[i]);
+        const bool equal = static_cast<float>(reference[i]) == y[i];
+        const double ulp = equal && !(error < 1) ? 0 : error * 0x1p23 / std::bit_cast<double>(bits);
+        const double relative = equal && !(error < 1) ? 0 : error / size;
+        worstUlp = ulp <= worstUlp ? worstUlp : ulp;
+        worstRelative = relative <= worstRelative ? worstRelative : relative;
     }
+    return {worstUlp, worstRelative, x[0]};
+}
+
+void addWorst(Worst* worst, const Worst& more) {
+    if (!(more.ulp <= worst->ulp)) *worst = {more.ulp, worst->relative, more.at};
+    if (!(more.relative <= worst->relative)) worst->relative = more.relative;
+}
+
+void measureAllSingles(const Case<float>& kernel) {
+    const auto ordered = [](double x) {
+        return std::int64_t{inOrder<float>(std::bit_cast<std::int32_t>(static_cast<float>(x)))};
+    };
+    const std::vector<const CopySet*> copies = runnableCopies();
+    std::vector<std::pair<std::string, RowErrors>> errorsOfCopies;
+    for (const CopySet* copy : copies) errorsOfCopies.emplace_back(copy->name, RowErrors{});
+    const std::int64_t end = ordered(kernel.first[0].high);
+    for (std::int64_t begin = ordered(kernel.first[0].low); begin <= end;) {
+        const auto count = static_cast<std::size_t>(std::min<std::int64_t>(8192, end + 1 - begin));
+        std::vector<float> x(count), y(count), zeros(count);
+        std::vector<double> reference(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto bits = static_cast<std::int32_t>(begin++);
+            x[i] = std::bit_cast<float>(inOrder<float>(bits));
+            reference[i] = kernel.inDouble(x[i]);
+        }
+        for (std::size_t k = 0; k < copies.size(); ++k) {
+            const auto worstOf = [&](Row row) {
+                kernel.run(*copies[k]->vectorKernels, row, static_cast<std::int32_t>(count),
+                           x.data(), zeros.data(), y.data());
+                return worstOfBlock(x, y, reference);
+            };
+            RowErrors& errors = errorsOfCopies[k].second;
+            addWorst(&errors.la, worstOf(Row::la));
+            addWorst(&errors.ha, worstOf(Row::ha));
+            addWorst(&errors.ep, worstOf(Row::ep));
+        }
+    }
+    printLines(kernel.name, errorsOfCopies);
 }
 
 }  // namespace
@@ -220,17 +269,34 @@ void measureAll(const std::vector<Case<Real>>& kernels, std::size_t perRange,
 int main(int argc, char** argv) {
     using namespace korvan::accuracy;
     std::size_t thousands = 300;
+    bool allSingles = false;
     std::vector<std::string> wanted;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--points") == 0 && i + 1 < argc) {
             thousands = std::strtoul(argv[++i], nullptr, 10);
+        } else if (std::strcmp(argv[i], "--all-singles") == 0) {
+            allSingles = true;
         } else {
             wanted.push_back(argv[i]);
         }
     }
-    mpfr_set_emin(-10000);
+    const auto isWanted = [&](const auto& kernel) {
+        return wanted.empty() ||
+               std::find(wanted.begin(), wanted.end(), kernel.name) != wanted.end();
+    };
+    korvan::setThreadCountOfThisThread(1);
     std::puts("| Kernel | Copies | LA, ulp | HA, ulp | EP, ulp | EP, relative |");
     std::puts("|---|---|---:|---:|---:|---:|");
-    measureAll(doubleCases(), thousands * 1000, wanted);
-    measureAll(singleCases(), thousands * 1000, wanted);
+    if (allSingles) {
+        for (const auto& kernel : singleCases()) {
+            if (kernel.inDouble && isWanted(kernel)) measureAllSingles(kernel);
+        }
+        return 0;
+    }
+    for (const auto& kernel : doubleCases()) {
+        if (isWanted(kernel)) measure(kernel, thousands * 1000);
+    }
+    for (const auto& kernel : singleCases()) {
+        if (isWanted(kernel)) measure(kernel, thousands * 1000);
+    }
 }

@@ -33,6 +33,9 @@ struct Case {
     std::vector<Range> first, second = {};
     // Where the arithmetic changes: points whose neighbours are all tried.
     std::vector<double> borders = {};
+    // For functions of one single: the double function, good enough to be a reference for every
+    // single of the first range.
+    double (*inDouble)(double) = nullptr;
 };
 
 template <auto kernel, class Real>
