@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "frame/copy_set.h"
+
 namespace korvan::accuracy {
 namespace {
 
@@ -25,9 +27,93 @@ std::vector<double> expBorders() {
     return borders;
 }
 
+void reciprocal(mpfr_t y, const mpfr_t x, const mpfr_t) {
+    mpfr_ui_div(y, 1, x, MPFR_RNDN);
+}
+
+void power(mpfr_t y, const mpfr_t x1, const mpfr_t x2) {
+    mpfr_pow(y, x1, x2, MPFR_RNDN);
+}
+
+// Halley's method on erfc(y) = 1 - |x| from a double that is right to a few bits at least: three
+// steps triple its digits thrice, so nothing of the start is left.
+void inverseErf(mpfr_t y, const mpfr_t x, const mpfr_t) {
+    const double start = mpfr_get_d(x, MPFR_RNDN);
+    double root;
+    copySetOfBranch(0).vectorKernels->vdErfInv->ha(1, &start, &root);
+    if (!std::isfinite(root) || root == 0) {
+        mpfr_set_d(y, root, MPFR_RNDN);
+        return;
+    }
+    mpfr_t z, complement, step, slope;
+    mpfr_inits2(256, z, complement, step, slope, nullptr);
+    mpfr_set_d(z, std::abs(root), MPFR_RNDN);
+    for (int i = 0; i < 3; ++i) {
+        // step = (erf z - |x|) sqrt(pi)/2 e^(z^2), z -= step / (1 + z step)
+        if (std::abs(root) < 0.5) {
+            mpfr_abs(complement, x, MPFR_RNDN);
+            mpfr_erf(step, z, MPFR_RNDN);
+            mpfr_sub(step, step, complement, MPFR_RNDN);
+        } else {
+            mpfr_abs(complement, x, MPFR_RNDN);
+            mpfr_ui_sub(complement, 1, complement, MPFR_RNDN);
+            mpfr_erfc(step, z, MPFR_RNDN);
+            mpfr_sub(step, complement, step, MPFR_RNDN);
+        }
+        mpfr_const_pi(slope, MPFR_RNDN);
+        mpfr_sqrt(slope, slope, MPFR_RNDN);
+        mpfr_mul(step, step, slope, MPFR_RNDN);
+        mpfr_div_ui(step, step, 2, MPFR_RNDN);
+        mpfr_sqr(slope, z, MPFR_RNDN);
+        mpfr_exp(slope, slope, MPFR_RNDN);
+        mpfr_mul(step, step, slope, MPFR_RNDN);
+        mpfr_mul(slope, step, z, MPFR_RNDN);
+        mpfr_add_ui(slope, slope, 1, MPFR_RNDN);
+        mpfr_div(step, step, slope, MPFR_RNDN);
+        mpfr_sub(z, z, step, MPFR_RNDN);
+    }
+    mpfr_set(y, z, MPFR_RNDN);
+    if (root < 0) mpfr_neg(y, y, MPFR_RNDN);
+    mpfr_clears(z, complement, step, slope, nullptr);
+}
+
+// Multiples of pi/2, where sine and cosine vanish or turn, and the double nearest to one (J.-M.
+// Muller, Elementary Functions, 3rd ed. 2016, table 11.1).
+std::vector<double> angleBorders() {
+    std::vector<double> borders = {0x1p20, -0x1p20, 8192, 256, 0x1.6ac5b262ca1ffp+849};
+    for (int i = -300; i <= 300; ++i) borders.push_back(i * std::acos(0.0) / 2);
+    for (int i = 1; i < 667544; i += 1009) borders.push_back(i * std::acos(0.0));
+    return borders;
+}
+
+std::vector<double> erfInvBorders() {
+    return {0,
+            1,
+            -1,
+            std::sqrt(1 - 0x1p-9),
+            std::sqrt(1 - 0x1p-8),
+            std::sqrt(1 - std::exp(-16.0)),
+            std::sqrt(0.5),
+            0.5,
+            0.75};
+}
+
+// Borders of the table of the powers' logarithm.
+std::vector<double> powBorders() {
+    std::vector<double> borders = {0x1p-1022, 0x1p-126, std::sqrt(0.5), std::sqrt(2.0)};
+    for (int i = -128; i <= 128; ++i) borders.push_back(1 + i / (i < 0 ? 256.0 : 128.0));
+    return borders;
+}
+
 }  // namespace
 
 std::vector<Case<double>> doubleCases() {
+    const std::vector<Range> angles = {
+        {-7, 7}, {-0x1p20, 0x1p20}, {0x1p20, largest}, {-largest, largest}};
+    const std::vector<Range> probabilities = {
+        {-1, 1}, {denormal, 0.5}, {0.99, 1}, {-1, -0.999999}, {0.5, 1}, {0.999999999999, 1}};
+    const std::vector<Range> bases = {{denormal, largest}, {0.5, 2}, {0.99, 1.01}};
+    const std::vector<Range> exponents = {{-2, 2}, {-1000, 1000}, {-0x1p17, 0x1p17}, {-20, 20}};
     const std::vector<Range> positive = {{denormal, largest}, {0.5, 2}, {0.99, 1.01}};
     const std::vector<Range> powers = {{-745.2, 709.8}, {-1, 1}, {-0x1p-30, 0x1p-30}};
     return {
@@ -55,10 +141,70 @@ std::vector<Case<double>> doubleCases() {
          positive,
          {},
          lnBorders()},
+        {"vdSqrt",
+         runOneToOne<&VectorKernels::vdSqrt>,
+         referenceOf<mpfr_sqrt>,
+         {{0, largest}},
+         {},
+         {}},
+        {"vdInv",
+         runOneToOne<&VectorKernels::vdInv>,
+         reciprocal,
+         {{-largest, largest}, {1, 2}},
+         {},
+         {}},
+        {"vdSin",
+         runOneToOne<&VectorKernels::vdSin>,
+         referenceOf<mpfr_sin>,
+         angles,
+         {},
+         angleBorders()},
+        {"vdCos",
+         runOneToOne<&VectorKernels::vdCos>,
+         referenceOf<mpfr_cos>,
+         angles,
+         {},
+         angleBorders()},
+        {"vdTan",
+         runOneToOne<&VectorKernels::vdTan>,
+         referenceOf<mpfr_tan>,
+         angles,
+         {},
+         angleBorders()},
+        {"vdSinCos, sine",
+         runSineCosine<&VectorKernels::vdSinCos, true>,
+         referenceOf<mpfr_sin>,
+         angles,
+         {},
+         angleBorders()},
+        {"vdSinCos, cosine",
+         runSineCosine<&VectorKernels::vdSinCos, false>,
+         referenceOf<mpfr_cos>,
+         angles,
+         {},
+         angleBorders()},
+        {"vdErfInv",
+         runOneToOne<&VectorKernels::vdErfInv>,
+         inverseErf,
+         probabilities,
+         {},
+         erfInvBorders()},
+        {"vdPow", runPower<&VectorKernels::vdPow>, power, bases, exponents, powBorders()},
+        {"vdPowx", runFixedPower<&VectorKernels::vdPowx>, power, bases, exponents, powBorders()},
+        {"vdPowBaseline", runPower<&VectorKernels::vdPowBaseline>, power, bases, exponents,
+         powBorders()},
+        {"vdPowxBaseline", runFixedPower<&VectorKernels::vdPowxBaseline>, power, bases, exponents,
+         powBorders()},
     };
 }
 
 std::vector<Case<float>> singleCases() {
+    const std::vector<Range> angles = {
+        {-7, 7}, {-8192, 8192}, {-0x1p20, 0x1p20}, {-0x1.fffffep127, 0x1.fffffep127}};
+    const std::vector<Range> probabilities = {
+        {-1, 1}, {0x1p-149, 0.5}, {0.99, 1}, {-1, -0.9999}, {0.5, 1}};
+    const std::vector<Range> bases = {{0x1p-149, 0x1.fffffep127}, {0.5, 2}, {0.99, 1.01}};
+    const std::vector<Range> exponents = {{-2, 2}, {-200, 200}, {-20, 20}};
     const std::vector<Range> positive = {{0x1p-149, 0x1.fffffep127}, {0.5, 2}, {0.99, 1.01}};
     const std::vector<Range> powers = {{-104, 88.8}, {-1, 1}, {-0x1p-20, 0x1p-20}};
     return {
@@ -83,6 +229,61 @@ std::vector<Case<float>> singleCases() {
          {},
          lnBorders(),
          std::log},
+        {"vsSqrt",
+         runOneToOne<&VectorKernels::vsSqrt>,
+         referenceOf<mpfr_sqrt>,
+         {{0, 0x1.fffffep127}},
+         {},
+         {}},
+        {"vsInv",
+         runOneToOne<&VectorKernels::vsInv>,
+         reciprocal,
+         {{-0x1.fffffep127, 0x1.fffffep127}, {1, 2}},
+         {},
+         {}},
+        {"vsSin",
+         runOneToOne<&VectorKernels::vsSin>,
+         referenceOf<mpfr_sin>,
+         angles,
+         {},
+         angleBorders()},
+        {"vsCos",
+         runOneToOne<&VectorKernels::vsCos>,
+         referenceOf<mpfr_cos>,
+         angles,
+         {},
+         angleBorders()},
+        {"vsTan",
+         runOneToOne<&VectorKernels::vsTan>,
+         referenceOf<mpfr_tan>,
+         angles,
+         {},
+         angleBorders()},
+        {"vsSinCos, sine",
+         runSineCosine<&VectorKernels::vsSinCos, true>,
+         referenceOf<mpfr_sin>,
+         angles,
+         {},
+         angleBorders()},
+        {"vsSinCos, cosine",
+         runSineCosine<&VectorKernels::vsSinCos, false>,
+         referenceOf<mpfr_cos>,
+         angles,
+         {},
+         angleBorders()},
+        {"vsErfInv",
+         runOneToOne<&VectorKernels::vsErfInv>,
+         inverseErf,
+         probabilities,
+         {},
+         erfInvBorders()},
+        {"vsPowx", runFixedPower<&VectorKernels::vsPowx>, power, bases, exponents, powBorders()},
+        {"vsErf",
+         runOneToOne<&VectorKernels::vsErf>,
+         referenceOf<mpfr_erf>,
+         {{-5, 5}, {0x1p-149, 1}, {-0x1.fffffep127, 0x1.fffffep127}},
+         {},
+         {1.25, -1.25, 3.9375}},
     };
 }
 

@@ -44,6 +44,28 @@ void runOneToOne(const VectorKernels& kernels, Row row, std::int32_t n, const Re
     rowOf(*(kernels.*kernel), row)(n, x, y);
 }
 
+template <auto kernel, bool wantsSine, class Real>
+void runSineCosine(const VectorKernels& kernels, Row row, std::int32_t n, const Real* x,
+                   const Real*, Real* y) {
+    std::vector<Real> other(static_cast<std::size_t>(n));
+    rowOf(*(kernels.*kernel), row)(n, x, wantsSine ? y : other.data(),
+                                   wantsSine ? other.data() : y);
+}
+
+template <auto kernel, class Real>
+void runPower(const VectorKernels& kernels, Row row, std::int32_t n, const Real* x,
+              const Real* exponents, Real* y) {
+    rowOf(*(kernels.*kernel), row)(n, x, exponents, y);
+}
+
+template <auto kernel, class Real>
+void runFixedPower(const VectorKernels& kernels, Row row, std::int32_t n, const Real* x,
+                   const Real* exponents, Real* y) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        rowOf(*(kernels.*kernel), row)(1, x + i, exponents[i], y + i);
+    }
+}
+
 template <int (*function)(mpfr_t, const mpfr_t, mpfr_rnd_t)>
 void referenceOf(mpfr_t y, const mpfr_t x, const mpfr_t) {
     function(y, x, MPFR_RNDN);

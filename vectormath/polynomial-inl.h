@@ -1,0 +1,116 @@
+// What the vector math kernels share: polynomials, sums of two numbers, numbers taken apart.
+//
+// For kernel files only.  Coefficients come from tools/vectormath/coefficients.py, the lowest power
+// first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "hwy/highway.h"
+
+namespace korvan::KORVAN_COPY {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Whether hn::MulAdd rounds once in this copy.
+inline constexpr bool fuses = HWY_NATIVE_FMA != 0;
+
+// a b + c and c - a b, rounded once where `fused`.
+template <bool fused, class V>
+HWY_INLINE V mulAdd(V a, V b, V c) {
+    if constexpr (fused) return hn::MulAdd(a, b, c);
+    return hn::Add(hn::Mul(a, b), c);
+}
+template <bool fused, class V>
+HWY_INLINE V negMulAdd(V a, V b, V c) {
+    if constexpr (fused) return hn::NegMulAdd(a, b, c);
+    return hn::Sub(c, hn::Mul(a, b));
+}
+
+// c[k] + c[k+1] x + ... + c[n-1] x^(n-1-k), by Horner's rule.  A recursion, since compilers leave
+// longer loops rolled.
+template <std::size_t k = 0, bool fused = fuses, class D, class V = hn::Vec<D>, std::size_t n>
+HWY_INLINE V horner(D d, V x, const hn::TFromD<D> (&c)[n]) {
+    if constexpr (k + 1 == n) {
+        return hn::Set(d, c[k]);
+    } else {
+        return mulAdd<fused>(horner<k + 1, fused>(d, x, c), x, hn::Set(d, c[k]));
+    }
+}
+
+// A number as a sum.
+template <class V>
+struct HeadAndRest {
+    V head, rest;
+};
+
+// head + rest as the rounded sum and its error; |head| >= |rest|, or head is 0.
+template <class V>
+HWY_INLINE HeadAndRest<V> normalized(V head, V rest) {
+    const V sum = hn::Add(head, rest);
+    return {sum, hn::Sub(rest, hn::Sub(sum, head))};
+}
+
+// A double rounded to 24 of its 53 bits: a product of two such numbers, or with a short constant,
+// is exact.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V highHalf(D d, V x) {
+    const hn::RebindToUnsigned<D> words;
+    const auto rounded = hn::Add(hn::BitCast(words, x), hn::Set(words, 0x10000000));
+    return hn::BitCast(d, hn::And(rounded, hn::Set(words, ~std::uint64_t{0x1FFFFFFF})));
+}
+
+// c - a b for a product near c, with the error of one rounding of the difference.
+template <bool fused = fuses, class D, class V = hn::Vec<D>>
+HWY_INLINE V residual(D d, V a, V b, V c) {
+    if constexpr (fused) return hn::NegMulAdd(a, b, c);
+    const V aHigh = highHalf(d, a), bHigh = highHalf(d, b);
+    const V aLow = hn::Sub(a, aHigh), bLow = hn::Sub(b, bHigh);
+    const V first = hn::Sub(hn::Sub(c, hn::Mul(aHigh, bHigh)), hn::Mul(aHigh, bLow));
+    return hn::Sub(hn::Sub(first, hn::Mul(aLow, bHigh)), hn::Mul(aLow, bLow));
+}
+
+// The layout of a real type.
+template <class T>
+struct RealBits;
+template <>
+struct RealBits<double> {
+    using Word = std::uint64_t;
+    static constexpr int mantissaBits = 52;
+    static constexpr Word one = 0x3FF0000000000000;
+    static constexpr Word rootHalf = 0x3FE6A09E667F3BCD;
+    static constexpr Word twoToMantissaBits = 0x4330000000000000;
+    static constexpr double exponentOffset = 4503599627370496.0 + 1023.0;
+};
+template <>
+struct RealBits<float> {
+    using Word = std::uint32_t;
+    static constexpr int mantissaBits = 23;
+    static constexpr Word one = 0x3F800000;
+    static constexpr Word rootHalf = 0x3F3504F3;
+    static constexpr Word twoToMantissaBits = 0x4B000000;
+    static constexpr float exponentOffset = 8388608.0f + 127.0f;
+};
+
+// x = 2^exponent mantissa, the mantissa from sqrt(1/2) below sqrt(2); x positive and normal.
+template <class V>
+struct Scaled {
+    V exponent, mantissa;
+};
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE Scaled<V> takeApart(D d, V x) {
+    using Bits = RealBits<hn::TFromD<D>>;
+    using Word = typename Bits::Word;
+    const hn::RebindToUnsigned<D> words;
+    const auto shifted = hn::Add(hn::BitCast(words, x), hn::Set(words, Bits::one - Bits::rootHalf));
+    const auto biased = hn::ShiftRight<Bits::mantissaBits>(shifted);
+    const auto real = hn::BitCast(d, hn::Or(biased, hn::Set(words, Bits::twoToMantissaBits)));
+    const auto fraction = hn::And(shifted, hn::Set(words, (Word{1} << Bits::mantissaBits) - 1));
+    return {hn::Sub(real, hn::Set(d, Bits::exponentOffset)),
+            hn::BitCast(d, hn::Add(fraction, hn::Set(words, Bits::rootHalf)))};
+}
+
+}  // namespace
+}  // namespace korvan::KORVAN_COPY
