@@ -1,4 +1,5 @@
 // Who owns which attachments: the one list of tests that loaded payloads have to pass.
+#include "distributions/continuous/loaded_pairs.h"
 #include "generators/abstract.h"
 #include "streams/attachments.h"
 
@@ -6,6 +7,8 @@ namespace korvan {
 namespace {
 
 constexpr AttachmentOwner owners[] = {
+    {tagSingleGaussian, judgePair<float>},
+    {tagDoubleGaussian, judgePair<double>},
     {tagAbstractBinding, judgeAbstractBinding},
 };
 

@@ -19,5 +19,14 @@ namespace {
     return row.properties.fillSingle(stream, n, r, a, b);
 }
 
+// n uniforms of [a, b), as the standard method of the uniform law gives them; n may be 0.
+template <class Real>
+[[gnu::always_inline]] inline std::int32_t drawUniforms(StreamHandle stream, std::size_t n, Real* r,
+                                                        Real a, Real b) {
+    const GeneratorRow* row = findGenerator(stream->generatorId);
+    if (!row) return RNG_BAD_GENERATOR;
+    return fillReals(*row, stream, static_cast<std::int32_t>(n), r, a, b);
+}
+
 }  // namespace
 }  // namespace korvan::KORVAN_COPY

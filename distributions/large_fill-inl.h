@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "distributions/parts-inl.h"
 #include "streams/generator_table.h"
 
 namespace korvan::KORVAN_COPY {
@@ -19,7 +20,6 @@ namespace {
 // last-level cache may still hold it, the plain stores win.
 constexpr std::size_t largeBytes = std::size_t{64} << 20;
 
-// Elements of a part: more than any block of words that a generator keeps.
 constexpr std::size_t partElements = 1024;
 
 // The state shows in images, so the last part matters: merged with the one before it, it leaves
@@ -29,23 +29,29 @@ enum class LastPart { merged, remainder };
 template <class T>
 [[gnu::always_inline]] inline bool isLargeFill(const GeneratorRow& row, std::size_t n, const T* r) {
     const bool aligned = reinterpret_cast<std::uintptr_t>(r) % sizeof(T) == 0;
-    return n > largeBytes / sizeof(T) && row.splitting == Splitting::free && aligned;
+    return n > largeBytes / sizeof(T) && canBeSplit(row) && aligned;
 }
 
-// fill(part, count) fills part[0 .. count - 1] with the next elements.
+// fill(part, count) fills part[0 .. count - 1] with the next elements, and returns a status.
 template <LastPart last, class T, class Fill>
-[[gnu::always_inline]] inline void largeFill(T* r, std::size_t n, Fill fill) {
+[[gnu::always_inline]] inline std::int32_t largeFill(const GeneratorRow& row,
+                                                     const StreamRecord* stream, T* r,
+                                                     std::size_t n, Fill fill) {
     constexpr std::size_t lineElements = 64 / sizeof(T);
     constexpr std::size_t most = last == LastPart::merged ? 2 * partElements : partElements + 1;
+    std::size_t excess = last == LastPart::merged ? firstExcess(row, stream) : 0;
     alignas(64) T buffer[lineElements + most];
-    // Elements up to r's first line border; the buffer is shifted so that its lines are r's.
-    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(r) / sizeof(T) % lineElements;
-    const std::size_t head = (lineElements - misaligned) % lineElements;
-    T* part = buffer + (lineElements - head);
     for (std::size_t done = 0; done < n;) {
         const std::size_t left = n - done;
-        const std::size_t count = left < most ? left : partElements;
-        fill(part, count);
+        const std::size_t count = left < most ? left : partElements + excess;
+        excess = 0;
+        // Elements up to the first border of a line; the buffer is shifted so that its lines are
+        // r's.
+        const std::size_t misaligned =
+            reinterpret_cast<std::uintptr_t>(r + done) / sizeof(T) % lineElements;
+        const std::size_t head = (lineElements - misaligned) % lineElements;
+        T* const part = buffer + (lineElements - head);
+        if (const std::int32_t status = fill(part, count); status < 0) return status;
         std::size_t i = 0;
         for (; i < head && i < count; ++i) r[done + i] = part[i];
         for (; i + lineElements <= count; i += lineElements) {
@@ -59,6 +65,7 @@ template <LastPart last, class T, class Fill>
         done += count;
     }
     _mm_sfence();  // streaming stores are ordered by nothing else
+    return RNG_OK;
 }
 
 }  // namespace

@@ -21,6 +21,9 @@ std::int32_t branchNumber() {
 std::int32_t level() {
     return choice.level();
 }
+std::int32_t refinedLevel() {
+    return choice.refinedLevel();
+}
 bool isTunedVendor() {
     return processor.isTunedVendor();
 }

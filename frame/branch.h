@@ -15,6 +15,9 @@ std::int32_t branchNumber();
 // 9 AVX-512. A forced branch number leaves it alone.
 std::int32_t level();
 
+// The same with the refinements that the class was folded from: 11 to 14 stand behind AVX-512.
+std::int32_t refinedLevel();
+
 // Made by one of the makers whose processors the kernels are measured and tuned on.
 bool isTunedVendor();
 

@@ -56,6 +56,10 @@ std::int32_t BranchChoice::level() {
     return computed().level;
 }
 
+std::int32_t BranchChoice::refinedLevel() {
+    return computed().refined;
+}
+
 // The branch number that the environment forces, -1 for none.
 std::int32_t BranchChoice::overriddenBranch() const {
     static constexpr auto first = scrambledPiece("QVX_OVER", 0);
@@ -76,17 +80,23 @@ std::int32_t BranchChoice::overriddenBranch() const {
 
 const BranchChoice::Result& BranchChoice::computed() {
     computed_.run([this] {
-        const std::int32_t level = levelForMode(reproducibility_.get(1));
-        isBelowMinimum_ = level < 0;
+        const std::int32_t refined = refinedLevelForMode(reproducibility_.get(1));
+        isBelowMinimum_ = refined < 0;
         if (isBelowMinimum_) return;
+        const std::int32_t level = foldedLevel(refined);
         // Compatible code is told from the SSE3 class by its branch number alone.
-        result_ = {branchOfLevel(level), level == 1 ? 2 : level};
+        result_ = {branchOfLevel(level), level == 1 ? 2 : level, refined};
     });
     if (isBelowMinimum_) fatalExit(1);
     return result_;
 }
 
 std::int32_t BranchChoice::levelForMode(std::int32_t mode) {
+    const std::int32_t refined = refinedLevelForMode(mode);
+    return refined < 0 ? refined : foldedLevel(refined);
+}
+
+std::int32_t BranchChoice::refinedLevelForMode(std::int32_t mode) {
     if (mode == reproducibilityNotSet || mode == reproducibilityAuto) return detectLevel();
     const std::int32_t limit = processor_.instructionLimit();
     const std::int32_t level = foldedLevel(requestedLevel(mode));
@@ -102,7 +112,7 @@ std::int32_t BranchChoice::levelForMode(std::int32_t mode) {
 
 std::int32_t BranchChoice::detectLevel() {
     const std::int32_t level = processor_.detectedLevel();
-    if (level >= 0) return foldedLevel(level);
+    if (level >= 0) return level;
     printMessage(0, minimumNotMet, 0);
     printMessage(0, minimumIsSse3, 0);
     return -1;

@@ -20,6 +20,7 @@ class BranchChoice {
     // process with code 1; should an exit hook return, both are 0, the copy that runs anywhere.
     std::int32_t branchNumber();
     std::int32_t level();
+    std::int32_t refinedLevel();
 
     // The class for a reproducibility mode, refinements folded; -1, with two messages printed,
     // where a processor below the minimum would have to choose it.
@@ -27,11 +28,12 @@ class BranchChoice {
 
   private:
     struct Result {
-        std::int32_t branch, level;
+        std::int32_t branch, level, refined;
     };
 
     std::int32_t overriddenBranch() const;
     const Result& computed();
+    std::int32_t refinedLevelForMode(std::int32_t mode);
     std::int32_t detectLevel();
 
     const Platform& platform_;
@@ -41,7 +43,7 @@ class BranchChoice {
     std::int32_t override_ = -1;
     OneTime computed_;
     bool isBelowMinimum_ = false;
-    Result result_ = {0, 0};
+    Result result_ = {0, 0, 0};
 };
 
 }  // namespace korvan

@@ -12,6 +12,12 @@ StreamAttachment* headOf(const StreamRecord* stream) {
     return reinterpret_cast<StreamAttachment*>(static_cast<std::uintptr_t>(stream->attachments));
 }
 
+StreamAttachment* find(const StreamRecord* stream, std::uint32_t tag) {
+    StreamAttachment* node = headOf(stream);
+    while (node && node->tag != tag) node = node->next;
+    return node;
+}
+
 void setHead(StreamHandle stream, StreamAttachment* head) {
     stream->attachments = reinterpret_cast<std::uintptr_t>(head);
 }
@@ -25,10 +31,14 @@ StreamAttachment* allocateNode() {
     return static_cast<StreamAttachment*>(alignedAlloc(sizeof(StreamAttachment), recordAlignment));
 }
 
-void release(StreamAttachment* node) {
+void releasePayload(StreamAttachment* node) {
     if (node->key.isNone() || sharedBlocks().release(node->key, node->payload)) {
         alignedFree(node->payload);
     }
+}
+
+void release(StreamAttachment* node) {
+    releasePayload(node);
     alignedFree(node);
 }
 
@@ -74,10 +84,19 @@ const StreamAttachment* firstAttachment(const StreamRecord* stream) {
 }
 
 void* findAttachment(const StreamRecord* stream, std::uint32_t tag) {
-    for (const StreamAttachment* node = headOf(stream); node; node = node->next) {
-        if (node->tag == tag) return node->payload;
-    }
-    return nullptr;
+    const StreamAttachment* node = find(stream, tag);
+    return node ? node->payload : nullptr;
+}
+
+void* findOwnAttachment(StreamHandle stream, std::uint32_t tag) {
+    StreamAttachment* node = find(stream, tag);
+    if (!node || node->key.isNone()) return node ? node->payload : nullptr;
+    void* own = copyOfPayload(*node);
+    if (!own) return nullptr;
+    releasePayload(node);
+    node->payload = own;
+    node->key = {};
+    return own;
 }
 
 std::uint32_t attachmentCount(const StreamRecord* stream) {

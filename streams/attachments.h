@@ -43,6 +43,10 @@ const StreamAttachment* firstAttachment(const StreamRecord* stream);
 // The payload of the first node with the tag, or null.
 void* findAttachment(const StreamRecord* stream, std::uint32_t tag);
 
+// The same for an owner who writes to the payload.  An image can have given it a key: the stream
+// then gets a block of its own.  Null also if there is no memory for that.
+void* findOwnAttachment(StreamHandle stream, std::uint32_t tag);
+
 std::uint32_t attachmentCount(const StreamRecord* stream);
 
 // Hangs a payload from alignedAlloc at the head of the list; it belongs to the library from then

@@ -21,10 +21,12 @@ enum class WordMap : std::int32_t {
     offset,   // unsigned, times (b - a) 2^-32, plus a
 };
 
-// Whether a fill may be made in parts of a thousand elements and more without anyone noticing.
+// Whether a fill may be made in parts of a thousand elements and more without anyone noticing: they
+// leave the state of one long fill, and if one of them fails it is the first.
 enum class Splitting : std::int32_t {
-    bound,  // a fill can fail, or the parts show
-    free,   // fills never fail, and leave the state of one long fill
+    bound,       // no
+    inElements,  // if each part but the last ends with a whole element of SFMT19937
+    free,        // yes
 };
 
 struct GeneratorRow {

@@ -1,25 +1,34 @@
-// The state of the floating-point units around the body of a real kernel.
+// The state of the floating-point units and of the vector mathematics around the body of a real
+// kernel.
 //
 // A caller may have unmasked exceptions; vector mathematics raises flags on purpose.  So the body
-// runs with all exceptions masked, and the caller's control registers come back as they were,
-// whichever way the kernel returns.
+// runs with all exceptions masked and failing elements going to the law's callback, and the
+// caller's control registers, mode and callback come back as they were, whichever way the kernel
+// returns.
 #pragma once
 
 #include <xmmintrin.h>
 
 #include <cstdint>
 
+#include "vectormath/mode_word.h"
+
 namespace korvan::KORVAN_COPY {
 namespace {
 
 class FloatingPointFrame {
   public:
-    [[gnu::always_inline]] FloatingPointFrame() : sse_(_mm_getcsr()) {
+    [[gnu::always_inline]] explicit FloatingPointFrame(ErrorCallback callback)
+        : sse_(_mm_getcsr()) {
         asm volatile("fnclex\n\tfnstcw %0" : "=m"(x87_));
         if ((x87_ & x87Masks) != x87Masks) loadX87(static_cast<std::uint16_t>(x87_ | x87Masks));
         if ((sse_ & sseMasks) != sseMasks) _mm_setcsr(sse_ | sseMasks);
+        mode_ = setModeWord(VML_ERRMODE_CALLBACK);
+        callback_ = setErrorCallback(callback);
     }
     [[gnu::always_inline]] ~FloatingPointFrame() {
+        setErrorCallback(callback_);
+        setModeWord(mode_);
         asm volatile("fnclex");  // a flag left here would trap once it is unmasked
         loadX87(x87_);
         _mm_setcsr(sse_);
@@ -37,6 +46,8 @@ class FloatingPointFrame {
 
     std::uint16_t x87_;
     std::uint32_t sse_;
+    ModeWord mode_;
+    ErrorCallback callback_;
 };
 
 }  // namespace

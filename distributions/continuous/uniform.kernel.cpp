@@ -24,10 +24,9 @@ std::int32_t uniform(std::int32_t method, StreamHandle stream, std::int32_t n, R
     if (!row) return RNG_BAD_GENERATOR;
     const auto total = static_cast<std::size_t>(n);
     if (!isLargeFill(*row, total, r)) return fillPart(method, *row, stream, total, r, a, b);
-    largeFill<LastPart::merged>(r, total, [&](Real* part, std::size_t count) {
-        fillPart(method, *row, stream, count, part, a, b);
+    return largeFill<LastPart::merged>(*row, stream, r, total, [&](Real* part, std::size_t count) {
+        return fillPart(method, *row, stream, count, part, a, b);
     });
-    return RNG_OK;
 }
 
 }  // namespace

@@ -14,8 +14,7 @@ std::int32_t fillWords(const GeneratorRow& row, StreamHandle stream, std::int64_
         return row.properties.fillBits(stream, static_cast<std::int32_t>(n), part);
     };
     if (isLargeFill(row, static_cast<std::size_t>(count), r)) {
-        largeFill<LastPart::merged>(r, static_cast<std::size_t>(count), fill);
-        return RNG_OK;
+        return largeFill<LastPart::merged>(row, stream, r, static_cast<std::size_t>(count), fill);
     }
     constexpr std::int64_t most = 0x40000000;
     std::int32_t status = RNG_OK;

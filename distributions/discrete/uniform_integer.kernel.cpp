@@ -100,8 +100,7 @@ std::int32_t byMultiplication(const GeneratorRow& row, StreamHandle stream, std:
         return status;
     };
     if (isLargeFill(row, n, words)) {
-        largeFill<LastPart::remainder>(words, n, fill);
-        return RNG_OK;
+        return largeFill<LastPart::remainder>(row, stream, words, n, fill);
     }
     std::int32_t status = RNG_OK;
     for (std::size_t done = 0; done < n; done += blockElements) {

@@ -251,6 +251,11 @@ TEST(Branch, SettingsTogether) {
         EXPECT_EQ(process.choice.branchNumber(), row.branch);
         EXPECT_EQ(process.reproducibility.get(1), row.mode);
         EXPECT_EQ(process.choice.level(), row.level);
+        // Only what was detected has refinements.
+        const bool detects = row.mode == 1 || row.mode == 2;
+        if (row.level > 2) {
+            EXPECT_EQ(process.choice.refinedLevel(), detects ? row.detected : row.level);
+        }
     }
 }
 
