@@ -74,15 +74,21 @@ template <class Vector, class Real, class Function>
 [[gnu::always_inline]] inline void overVectorsToTwo(const Real* x, Real* y1, Real* y2, int n,
                                                     Function function) {
     constexpr int lanes = sizeof(Vector) / sizeof(Real);
-    for (int i = 0; i < n; i += lanes) {
-        const int count = n - i < lanes ? n - i : lanes;
-        const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(Real);
-        Vector v = Vector{} + 1;
-        std::memcpy(&v, x + i, count == lanes ? sizeof v : bytes);
+    Vector v;
+    int i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        std::memcpy(&v, x + i, sizeof v);
         const auto both = function(v);
-        std::memcpy(y1 + i, &both.x, count == lanes ? sizeof v : bytes);
-        std::memcpy(y2 + i, &both.y, count == lanes ? sizeof v : bytes);
+        std::memcpy(y1 + i, &both.x, sizeof v);
+        std::memcpy(y2 + i, &both.y, sizeof v);
     }
+    if (i == n) return;
+    const auto bytes = static_cast<std::size_t>(n - i) * sizeof(Real);
+    v = Vector{} + 1;
+    std::memcpy(&v, x + i, bytes);
+    const auto both = function(v);
+    std::memcpy(y1 + i, &both.x, bytes);
+    std::memcpy(y2 + i, &both.y, bytes);
 }
 
 // Rows of one function: `low` and `high` bound the arguments.
@@ -114,15 +120,14 @@ class Group {
 
     // Highway's functions take a tag and a vector.
     template <class Function>
-    void highwayPeer(Function function) const {
+    void highwayPeer(Function function, const char* name = "peer Highway contrib") const {
         const auto on = [function](auto tag, auto v) {
             hn::Vec<decltype(tag)> in;
             in.raw = v;
             return function(tag, in).raw;
         };
         peer(
-            "peer Highway contrib",
-            [on](Wide v) { return on(hn::CappedTag<Real, 64 / sizeof(Real)>(), v); },
+            name, [on](Wide v) { return on(hn::CappedTag<Real, 64 / sizeof(Real)>(), v); },
             [on](Narrow v) { return on(hn::CappedTag<Real, 32 / sizeof(Real)>(), v); });
     }
 
@@ -292,14 +297,11 @@ void addRootsAndReciprocals(const char* rootName, const VectorKernel<OneToOne<Re
                             const char* inverseName, const VectorKernel<OneToOne<Real>>& inverse) {
     const Group<Real> roots(rootName, 0, 1000);
     roots.ours(root);
-    roots.callRow("limit: plain loop", [](const Real* x, Real* y, int n) {
-        for (int i = 0; i < n; ++i) y[i] = std::sqrt(x[i]);
-    });
+    roots.highwayPeer([](auto, auto v) { return hn::Sqrt(v); }, "limit: plain loop");
     const Group<Real> inverses(inverseName, Real{0.001}, 1000);
     inverses.ours(inverse);
-    inverses.callRow("limit: plain loop", [](const Real* x, Real* y, int n) {
-        for (int i = 0; i < n; ++i) y[i] = 1 / x[i];
-    });
+    inverses.highwayPeer([](auto tag, auto v) { return hn::Div(hn::Set(tag, 1), v); },
+                         "limit: plain loop");
 }
 
 void addPowers(const VectorKernels& kernels) {
