@@ -6,7 +6,10 @@
 #include <boost/math/special_functions/erf.hpp>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <random>
+#include <utility>
 
 #include "frame/copy_set.h"
 #include "hwy/contrib/math/math-inl.h"
@@ -42,15 +45,17 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Arguments spread evenly over [low, high].
+// Arguments spread evenly over [low, high], made once.
 template <class Real>
-std::shared_ptr<const std::vector<Real>> arguments(Real low, Real high) {
-    auto x = std::make_shared<std::vector<Real>>(static_cast<std::size_t>(sizes[4]));
-    std::mt19937 engine(777);
-    std::uniform_real_distribution<Real> uniform(low, high);
-    for (std::size_t i = 0; i < x->size(); ++i)
-        (*x)[i] = i < 8192 ? uniform(engine) : (*x)[i % 8192];
-    return x;
+const Real* arguments(Real low, Real high) {
+    static std::map<std::pair<Real, Real>, std::vector<Real>> made;
+    std::vector<Real>& x = made[{low, high}];
+    if (x.empty()) {
+        std::mt19937 engine(777);
+        std::uniform_real_distribution<Real> uniform(low, high);
+        for (std::int64_t i = 0; i < sizes[std::size(sizes) - 1]; ++i) x.push_back(uniform(engine));
+    }
+    return x.data();
 }
 
 template <class Vector, class Real, class Function>
@@ -112,8 +117,8 @@ class Group {
         const bool isWide = std::strcmp(vslGetCopyName(), "avx512") == 0;
         addRow<Real>(name_, name, [=, *this] {
             return [=, x = arguments(low_, high_)](Real* y, int n) {
-                if (isWide) return overVectors<Wide>(x->data(), y, n, wide);
-                overVectors<Narrow>(x->data(), y, n, narrow);
+                if (isWide) return overVectors<Wide>(x, y, n, wide);
+                overVectors<Narrow>(x, y, n, narrow);
             };
         });
     }
@@ -134,7 +139,7 @@ class Group {
     void limit() const {
         addRow<Real>(name_, "limit: plain copy", [*this] {
             return [x = arguments(low_, high_)](Real* y, int n) {
-                std::memcpy(y, x->data(), static_cast<std::size_t>(n) * sizeof(Real));
+                std::memcpy(y, x, static_cast<std::size_t>(n) * sizeof(Real));
             };
         });
     }
@@ -173,7 +178,7 @@ class Group {
   private:
     void kernelRow(const char* row, OneToOne<Real>* kernel) const {
         addRow<Real>(name_, row, [=, *this] {
-            return [=, x = arguments(low_, high_)](Real* y, int n) { kernel(n, x->data(), y); };
+            return [=, x = arguments(low_, high_)](Real* y, int n) { kernel(n, x, y); };
         });
     }
 
