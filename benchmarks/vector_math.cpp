@@ -171,7 +171,7 @@ class Group {
     template <class Call>
     void callRow(const char* row, Call call) const {
         addRow<Real>(name_, row, [=, *this] {
-            return [=, x = arguments(low_, high_)](Real* y, int n) { call(x->data(), y, n); };
+            return [=, x = arguments(low_, high_)](Real* y, int n) { call(x, y, n); };
         });
     }
 
@@ -313,8 +313,7 @@ void addPowers(const VectorKernels& kernels) {
     const Group<double> doubles("vdPow", 0.001, 2);
     const auto exponents = arguments(-3.0, 3.0);
     const auto ours = [&](const char* name, Power<double>* row) {
-        doubles.callRow(
-            name, [=](const double* x, double* y, int n) { row(n, x, exponents->data(), y); });
+        doubles.callRow(name, [=](const double* x, double* y, int n) { row(n, x, exponents, y); });
     };
     ours("LA, HA", kernels.vdPow->ha);
     ours("EP", kernels.vdPow->ep);
