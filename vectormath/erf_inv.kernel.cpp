@@ -111,8 +111,8 @@ HWY_INLINE V erfInvFast(D d, V x) {
     const V u = oneMinusSquare(d, x);
     const SplitExponent<hn::TFromD<D>> split(u, Row::rootHalf);
     const V f = hn::Sub(split.m, hn::Set(d, 1));
-    const V log2 = hn::MulAdd(horner(d, f, Row::log2), f, split.e);
-    V ratio = horner(d, log2, Row::central);
+    const V log2 = hn::MulAdd(inTwoChains(d, f, Row::log2), f, split.e);
+    V ratio = inTwoChains(d, log2, Row::central);
     const auto inTail = hn::Lt(u, hn::Set(d, Row::tailBound));
     if (HWY_UNLIKELY(!hn::AllFalse(d, inTail))) {
         const V t = hn::Sub(hn::Sqrt(hn::Neg(log2)), hn::Set(d, Row::tailCenter));
@@ -147,7 +147,7 @@ HWY_INLINE HeadAndRest<V> minusLog(D d, V u) {
     const V h = hn::Mul(hn::Mul(f, f), hn::Set(d, 0.5));
     const V s = hn::Div(f, hn::Add(f, hn::Set(d, 2)));
     const V z = hn::Mul(s, s);
-    const V curve = hn::NegMulAdd(s, hn::MulAdd(z, horner(d, z, logQ), h), h);
+    const V curve = hn::NegMulAdd(s, hn::MulAdd(z, inTwoChains(d, z, logQ), h), h);
     // ln 2 with 42 bits, so that its multiples are exact, and the rest.
     const V multiple = hn::Mul(split.e, hn::Set(d, -0x1.62e42fefa38p-1));
     const V head = hn::Sub(multiple, f);
@@ -162,7 +162,7 @@ HWY_INLINE HeadAndRest<V> centralRatio(D d, HeadAndRest<V> w) {
     const V cut = shortened(d, w.head);
     const V t = hn::Sub(hn::Add(w.head, w.rest), hn::Set(d, 3.125));
     return {hn::Add(hn::Mul(slope, cut), hn::Set(d, 227.0 / 256)),
-            hn::MulAdd(slope, hn::Add(hn::Sub(w.head, cut), w.rest), horner(d, t, central))};
+            hn::MulAdd(slope, hn::Add(hn::Sub(w.head, cut), w.rest), inTwoChains(d, t, central))};
 }
 
 template <class D, class V = hn::Vec<D>>
