@@ -6,7 +6,10 @@
 #include <boost/math/special_functions/erf.hpp>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <random>
+#include <utility>
 
 #include "frame/copy_set.h"
 #include "hwy/contrib/math/math-inl.h"
@@ -42,15 +45,17 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Arguments spread evenly over [low, high].
+// Arguments spread evenly over [low, high], made once.
 template <class Real>
-std::shared_ptr<const std::vector<Real>> arguments(Real low, Real high) {
-    auto x = std::make_shared<std::vector<Real>>(static_cast<std::size_t>(sizes[4]));
-    std::mt19937 engine(777);
-    std::uniform_real_distribution<Real> uniform(low, high);
-    for (std::size_t i = 0; i < x->size(); ++i)
-        (*x)[i] = i < 8192 ? uniform(engine) : (*x)[i % 8192];
-    return x;
+const Real* arguments(Real low, Real high) {
+    static std::map<std::pair<Real, Real>, std::vector<Real>> made;
+    std::vector<Real>& x = made[{low, high}];
+    if (x.empty()) {
+        std::mt19937 engine(777);
+        std::uniform_real_distribution<Real> uniform(low, high);
+        for (std::int64_t i = 0; i < sizes[std::size(sizes) - 1]; ++i) x.push_back(uniform(engine));
+    }
+    return x.data();
 }
 
 template <class Vector, class Real, class Function>
@@ -74,15 +79,21 @@ template <class Vector, class Real, class Function>
 [[gnu::always_inline]] inline void overVectorsToTwo(const Real* x, Real* y1, Real* y2, int n,
                                                     Function function) {
     constexpr int lanes = sizeof(Vector) / sizeof(Real);
-    for (int i = 0; i < n; i += lanes) {
-        const int count = n - i < lanes ? n - i : lanes;
-        const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(Real);
-        Vector v = Vector{} + 1;
-        std::memcpy(&v, x + i, count == lanes ? sizeof v : bytes);
+    Vector v;
+    int i = 0;
+    for (; i + lanes <= n; i += lanes) {
+        std::memcpy(&v, x + i, sizeof v);
         const auto both = function(v);
-        std::memcpy(y1 + i, &both.x, count == lanes ? sizeof v : bytes);
-        std::memcpy(y2 + i, &both.y, count == lanes ? sizeof v : bytes);
+        std::memcpy(y1 + i, &both.x, sizeof v);
+        std::memcpy(y2 + i, &both.y, sizeof v);
     }
+    if (i == n) return;
+    const auto bytes = static_cast<std::size_t>(n - i) * sizeof(Real);
+    v = Vector{} + 1;
+    std::memcpy(&v, x + i, bytes);
+    const auto both = function(v);
+    std::memcpy(y1 + i, &both.x, bytes);
+    std::memcpy(y2 + i, &both.y, bytes);
 }
 
 // Rows of one function: `low` and `high` bound the arguments.
@@ -106,30 +117,29 @@ class Group {
         const bool isWide = std::strcmp(vslGetCopyName(), "avx512") == 0;
         addRow<Real>(name_, name, [=, *this] {
             return [=, x = arguments(low_, high_)](Real* y, int n) {
-                if (isWide) return overVectors<Wide>(x->data(), y, n, wide);
-                overVectors<Narrow>(x->data(), y, n, narrow);
+                if (isWide) return overVectors<Wide>(x, y, n, wide);
+                overVectors<Narrow>(x, y, n, narrow);
             };
         });
     }
 
     // Highway's functions take a tag and a vector.
     template <class Function>
-    void highwayPeer(Function function) const {
+    void highwayPeer(Function function, const char* name = "peer Highway contrib") const {
         const auto on = [function](auto tag, auto v) {
             hn::Vec<decltype(tag)> in;
             in.raw = v;
             return function(tag, in).raw;
         };
         peer(
-            "peer Highway contrib",
-            [on](Wide v) { return on(hn::CappedTag<Real, 64 / sizeof(Real)>(), v); },
+            name, [on](Wide v) { return on(hn::CappedTag<Real, 64 / sizeof(Real)>(), v); },
             [on](Narrow v) { return on(hn::CappedTag<Real, 32 / sizeof(Real)>(), v); });
     }
 
     void limit() const {
         addRow<Real>(name_, "limit: plain copy", [*this] {
             return [x = arguments(low_, high_)](Real* y, int n) {
-                std::memcpy(y, x->data(), static_cast<std::size_t>(n) * sizeof(Real));
+                std::memcpy(y, x, static_cast<std::size_t>(n) * sizeof(Real));
             };
         });
     }
@@ -161,14 +171,14 @@ class Group {
     template <class Call>
     void callRow(const char* row, Call call) const {
         addRow<Real>(name_, row, [=, *this] {
-            return [=, x = arguments(low_, high_)](Real* y, int n) { call(x->data(), y, n); };
+            return [=, x = arguments(low_, high_)](Real* y, int n) { call(x, y, n); };
         });
     }
 
   private:
     void kernelRow(const char* row, OneToOne<Real>* kernel) const {
         addRow<Real>(name_, row, [=, *this] {
-            return [=, x = arguments(low_, high_)](Real* y, int n) { kernel(n, x->data(), y); };
+            return [=, x = arguments(low_, high_)](Real* y, int n) { kernel(n, x, y); };
         });
     }
 
@@ -292,22 +302,18 @@ void addRootsAndReciprocals(const char* rootName, const VectorKernel<OneToOne<Re
                             const char* inverseName, const VectorKernel<OneToOne<Real>>& inverse) {
     const Group<Real> roots(rootName, 0, 1000);
     roots.ours(root);
-    roots.callRow("limit: plain loop", [](const Real* x, Real* y, int n) {
-        for (int i = 0; i < n; ++i) y[i] = std::sqrt(x[i]);
-    });
+    roots.highwayPeer([](auto, auto v) { return hn::Sqrt(v); }, "limit: plain loop");
     const Group<Real> inverses(inverseName, Real{0.001}, 1000);
     inverses.ours(inverse);
-    inverses.callRow("limit: plain loop", [](const Real* x, Real* y, int n) {
-        for (int i = 0; i < n; ++i) y[i] = 1 / x[i];
-    });
+    inverses.highwayPeer([](auto tag, auto v) { return hn::Div(hn::Set(tag, 1), v); },
+                         "limit: plain loop");
 }
 
 void addPowers(const VectorKernels& kernels) {
     const Group<double> doubles("vdPow", 0.001, 2);
     const auto exponents = arguments(-3.0, 3.0);
     const auto ours = [&](const char* name, Power<double>* row) {
-        doubles.callRow(
-            name, [=](const double* x, double* y, int n) { row(n, x, exponents->data(), y); });
+        doubles.callRow(name, [=](const double* x, double* y, int n) { row(n, x, exponents, y); });
     };
     ours("LA, HA", kernels.vdPow->ha);
     ours("EP", kernels.vdPow->ep);

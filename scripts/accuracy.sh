@@ -34,7 +34,7 @@ don't differ between copies: integers are made from them.
 
 Tried for each kernel were 1,000,000 arguments in each of its ranges (the whole one, by bit patterns
 and evenly, and those around special points), and eight neighbours on either side of each border
-where its arithmetic changes. Sines and cosines of huge arguments are among them.
+where its arithmetic changes.
 
 END
     $accuracy --points 1000

@@ -53,7 +53,7 @@ HWY_INLINE V errorFunction(D d, V x) {
     const V shifter = hn::Set(d, Table::shifter);
     const V sum = hn::Sub(shifter, q);
     const V f = hn::Sub(hn::Sub(shifter, sum), q);
-    const auto exponent = hn::ShiftLeft<RealBits<Real>::mantissaBits>(hn::BitCast(words, sum));
+    const auto exponent = hn::ShiftLeft < sizeof(Real) == 8 ? 52 : 23 > (hn::BitCast(words, sum));
     const V power =
         hn::BitCast(d, hn::Add(hn::BitCast(words, horner(d, f, Table::exp2)), exponent));
     const V inTail = hn::CopySignToAbs(hn::Sub(hn::Set(d, 1), power), x);

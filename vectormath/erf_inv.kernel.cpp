@@ -15,6 +15,7 @@
 // NaN with VML_STATUS_ERRDOM.
 #include "vectormath/polynomial-inl.h"
 #include "vectormath/rows-inl.h"
+#include "vectormath/split_exponent-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -25,6 +26,7 @@ template <class T>
 struct FastRow;
 template <>
 struct FastRow<double> {
+    static constexpr double rootHalf = 0x1.6a09e667f3bcdp-1;
     static constexpr double tailBound = 0x1p-9;
     // erf_inv_ep_log2: absolute error 2^-27.2; erf_inv_ep_central: 2^-28.0; erf_inv_ep_tail:
     // 2^-29.1.
@@ -47,6 +49,7 @@ struct FastRow<double> {
 };
 template <>
 struct FastRow<float> {
+    static constexpr float rootHalf = 0x1.6a09e6p-1f;
     static constexpr float tailBound = 0x1p-8f;
     // erf_inv_single_log2: absolute error 2^-24.3; erf_inv_single_central: 2^-24.6;
     // erf_inv_single_tail: 2^-23.2.
@@ -106,10 +109,10 @@ template <class D, class V = hn::Vec<D>>
 HWY_INLINE V erfInvFast(D d, V x) {
     using Row = FastRow<hn::TFromD<D>>;
     const V u = oneMinusSquare(d, x);
-    const auto [exponent, mantissa] = takeApart(d, u);
-    const V f = hn::Sub(mantissa, hn::Set(d, 1));
-    const V log2 = hn::MulAdd(horner(d, f, Row::log2), f, exponent);
-    V ratio = horner(d, log2, Row::central);
+    const SplitExponent<hn::TFromD<D>> split(u, Row::rootHalf);
+    const V f = hn::Sub(split.m, hn::Set(d, 1));
+    const V log2 = hn::MulAdd(inTwoChains(d, f, Row::log2), f, split.e);
+    V ratio = inTwoChains(d, log2, Row::central);
     const auto inTail = hn::Lt(u, hn::Set(d, Row::tailBound));
     if (HWY_UNLIKELY(!hn::AllFalse(d, inTail))) {
         const V t = hn::Sub(hn::Sqrt(hn::Neg(log2)), hn::Set(d, Row::tailCenter));
@@ -125,9 +128,10 @@ HWY_INLINE V shortened(D d, V x) {
     return hn::Sub(hn::Add(x, shifter), shifter);
 }
 
-// 1 - x^2 with an error of less than an ulp for copies that round products.
+// The same with one rounding, or little more where products are rounded: x = head + low, so 1 -
+// head^2 and (x - head)(x + head) lose little.
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V exactOneMinusSquare(D d, V x) {
+HWY_INLINE V oneMinusSquareClosely(D d, V x) {
     if constexpr (fuses) return oneMinusSquare(d, x);
     const V head = highHalf(d, x);
     return hn::Sub(hn::Sub(hn::Set(d, 1), hn::Mul(head, head)),
@@ -137,18 +141,18 @@ HWY_INLINE V exactOneMinusSquare(D d, V x) {
 // w = -ln(u) as a sum, u from 2^-53 to 1.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE HeadAndRest<V> minusLog(D d, V u) {
-    const auto [exponent, mantissa] = takeApart(d, u);
+    const SplitExponent<double> split(u, FastRow<double>::rootHalf);
     // ln m = f - (h - s (h + z q(z))) with h = f^2 / 2, s = f / (2 + f), z = s^2.
-    const V f = hn::Sub(mantissa, hn::Set(d, 1));
+    const V f = hn::Sub(split.m, hn::Set(d, 1));
     const V h = hn::Mul(hn::Mul(f, f), hn::Set(d, 0.5));
     const V s = hn::Div(f, hn::Add(f, hn::Set(d, 2)));
     const V z = hn::Mul(s, s);
-    const V curve = hn::NegMulAdd(s, hn::MulAdd(z, horner(d, z, logQ), h), h);
+    const V curve = hn::NegMulAdd(s, hn::MulAdd(z, inTwoChains(d, z, logQ), h), h);
     // ln 2 with 42 bits, so that its multiples are exact, and the rest.
-    const V multiple = hn::Mul(exponent, hn::Set(d, -0x1.62e42fefa38p-1));
+    const V multiple = hn::Mul(split.e, hn::Set(d, -0x1.62e42fefa38p-1));
     const V head = hn::Sub(multiple, f);
     const V lost = hn::Sub(hn::Sub(multiple, head), f);
-    return {head, hn::Add(hn::NegMulAdd(exponent, hn::Set(d, 0x1.ef35793c7673p-45), curve), lost)};
+    return {head, hn::Add(hn::NegMulAdd(split.e, hn::Set(d, 0x1.ef35793c7673p-45), curve), lost)};
 }
 
 // y / x as a sum; its head has few enough bits for exact products.
@@ -158,7 +162,7 @@ HWY_INLINE HeadAndRest<V> centralRatio(D d, HeadAndRest<V> w) {
     const V cut = shortened(d, w.head);
     const V t = hn::Sub(hn::Add(w.head, w.rest), hn::Set(d, 3.125));
     return {hn::Add(hn::Mul(slope, cut), hn::Set(d, 227.0 / 256)),
-            hn::MulAdd(slope, hn::Add(hn::Sub(w.head, cut), w.rest), horner(d, t, central))};
+            hn::MulAdd(slope, hn::Add(hn::Sub(w.head, cut), w.rest), inTwoChains(d, t, central))};
 }
 
 template <class D, class V = hn::Vec<D>>
@@ -174,7 +178,7 @@ HWY_INLINE HeadAndRest<V> tailRatio(D d, HeadAndRest<V> w) {
 
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V erfInvAccurate(D d, V x) {
-    const V u = exactOneMinusSquare(d, x);
+    const V u = oneMinusSquareClosely(d, x);
     const auto w = minusLog(d, u);
     auto ratio = centralRatio(d, w);
     const auto inTail = hn::Lt(u, hn::Set(d, FastRow<double>::tailBound));

@@ -1,4 +1,4 @@
-// What the vector math kernels share: polynomials, sums of two numbers, numbers taken apart.
+// What the vector math kernels share: polynomials, and numbers as sums of two.
 //
 // For kernel files only.  Coefficients come from tools/vectormath/coefficients.py, the lowest power
 // first.
@@ -40,6 +40,21 @@ HWY_INLINE V horner(D d, V x, const hn::TFromD<D> (&c)[n]) {
     }
 }
 
+// The same polynomial from its even and its odd powers: half the latency for one operation more.
+template <std::size_t k, class D, class V = hn::Vec<D>, std::size_t n>
+HWY_INLINE V everySecond(D d, V square, const hn::TFromD<D> (&c)[n]) {
+    if constexpr (k + 2 >= n) {
+        return hn::Set(d, c[k]);
+    } else {
+        return hn::MulAdd(everySecond<k + 2>(d, square, c), square, hn::Set(d, c[k]));
+    }
+}
+template <class D, class V = hn::Vec<D>, std::size_t n>
+HWY_INLINE V inTwoChains(D d, V x, const hn::TFromD<D> (&c)[n]) {
+    const V square = hn::Mul(x, x);
+    return hn::MulAdd(everySecond<1>(d, square, c), x, everySecond<0>(d, square, c));
+}
+
 // A number as a sum.
 template <class V>
 struct HeadAndRest {
@@ -70,46 +85,6 @@ HWY_INLINE V residual(D d, V a, V b, V c) {
     const V aLow = hn::Sub(a, aHigh), bLow = hn::Sub(b, bHigh);
     const V first = hn::Sub(hn::Sub(c, hn::Mul(aHigh, bHigh)), hn::Mul(aHigh, bLow));
     return hn::Sub(hn::Sub(first, hn::Mul(aLow, bHigh)), hn::Mul(aLow, bLow));
-}
-
-// The layout of a real type.
-template <class T>
-struct RealBits;
-template <>
-struct RealBits<double> {
-    using Word = std::uint64_t;
-    static constexpr int mantissaBits = 52;
-    static constexpr Word one = 0x3FF0000000000000;
-    static constexpr Word rootHalf = 0x3FE6A09E667F3BCD;
-    static constexpr Word twoToMantissaBits = 0x4330000000000000;
-    static constexpr double exponentOffset = 4503599627370496.0 + 1023.0;
-};
-template <>
-struct RealBits<float> {
-    using Word = std::uint32_t;
-    static constexpr int mantissaBits = 23;
-    static constexpr Word one = 0x3F800000;
-    static constexpr Word rootHalf = 0x3F3504F3;
-    static constexpr Word twoToMantissaBits = 0x4B000000;
-    static constexpr float exponentOffset = 8388608.0f + 127.0f;
-};
-
-// x = 2^exponent mantissa, the mantissa from sqrt(1/2) below sqrt(2); x positive and normal.
-template <class V>
-struct Scaled {
-    V exponent, mantissa;
-};
-template <class D, class V = hn::Vec<D>>
-HWY_INLINE Scaled<V> takeApart(D d, V x) {
-    using Bits = RealBits<hn::TFromD<D>>;
-    using Word = typename Bits::Word;
-    const hn::RebindToUnsigned<D> words;
-    const auto shifted = hn::Add(hn::BitCast(words, x), hn::Set(words, Bits::one - Bits::rootHalf));
-    const auto biased = hn::ShiftRight<Bits::mantissaBits>(shifted);
-    const auto real = hn::BitCast(d, hn::Or(biased, hn::Set(words, Bits::twoToMantissaBits)));
-    const auto fraction = hn::And(shifted, hn::Set(words, (Word{1} << Bits::mantissaBits) - 1));
-    return {hn::Sub(real, hn::Set(d, Bits::exponentOffset)),
-            hn::BitCast(d, hn::Add(fraction, hn::Set(words, Bits::rootHalf)))};
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "vectormath/polynomial-inl.h"
 #include "vectormath/pow_table.h"
 #include "vectormath/rows-inl.h"
+#include "vectormath/split_exponent-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -47,13 +48,14 @@ struct TableScaled {
 };
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE TableScaled<D> takeApartForTable(D d, V x) {
-    using Bits = RealBits<double>;
+    constexpr double base = 0x1p52;  // below its exponent, an integer is that number and itself
     const hn::RebindToUnsigned<D> words;
-    const auto shifted = hn::Add(hn::BitCast(words, x), hn::Set(words, Bits::one - powTableFirst));
-    const auto biased = hn::BitCast(
-        d, hn::Or(hn::ShiftRight<52>(shifted), hn::Set(words, Bits::twoToMantissaBits)));
+    const auto shifted =
+        hn::Add(hn::BitCast(words, x), hn::Set(words, bitsOf(1.0) - powTableFirst));
+    const auto biased =
+        hn::BitCast(d, hn::Or(hn::ShiftRight<52>(shifted), hn::Set(words, bitsOf(base))));
     const auto fraction = hn::And(shifted, hn::Set(words, 0xFFFFFFFFFFFFF));
-    return {hn::Sub(biased, hn::Set(d, Bits::exponentOffset)),
+    return {hn::Sub(biased, hn::Set(d, base + 1023)),
             hn::BitCast(d, hn::Add(fraction, hn::Set(words, powTableFirst))),
             hn::BitCast(hn::RebindToSigned<D>(), hn::ShiftRight<powTableShift>(fraction))};
 }
@@ -172,10 +174,10 @@ HWY_INLINE V powAccurate(D d, V x, V y, hn::Mask<D>& isGood) {
 // The same to 28 bits, for |log2 x^y| < bound.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE V powFast(D d, V x, V y, double bound, hn::Mask<D>& isGood) {
-    const auto [exponent, mantissa] = takeApart(d, x);
+    const SplitExponent<double> split(x, 0x1.6a09e667f3bcdp-1);
     const V one = hn::Set(d, 1);
-    const V s = hn::Div(hn::Sub(mantissa, one), hn::Add(mantissa, one));
-    const V log2 = hn::MulAdd(s, horner(d, hn::Mul(s, s), log2OverS), exponent);
+    const V s = hn::Div(hn::Sub(split.m, one), hn::Add(split.m, one));
+    const V log2 = hn::MulAdd(s, horner(d, hn::Mul(s, s), log2OverS), split.e);
     const V product = hn::Mul(log2, y);
     isGood = hn::And(isPositiveNormal(d, x), hn::Lt(hn::Abs(product), hn::Set(d, bound)));
     const V shifter = hn::Set(d, 0x1.8p52);

@@ -43,12 +43,11 @@ constexpr VectorKernel<OneToOne<Real>> kernelOf() {
 template <class Compute>
 HWY_INLINE Vec<float> throughDouble(Vec<float> x, const Compute& compute) {
     const Tag<float> d;
-#if HWY_TARGET == HWY_SCALAR
     const Tag<double> wide;
+#if HWY_TARGET == HWY_SCALAR
     return hn::DemoteTo(d, compute(wide, hn::PromoteTo(wide, x)));
 #else
     const hn::Half<Tag<float>> half;
-    const Tag<double> wide;
     const auto lower = compute(wide, hn::PromoteTo(wide, hn::LowerHalf(half, x)));
     const auto upper = compute(wide, hn::PromoteTo(wide, hn::UpperHalf(half, x)));
     return hn::Combine(d, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));

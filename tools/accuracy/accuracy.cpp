@@ -180,7 +180,7 @@ void printLines(const std::string& name,
         for (; i < errorsOfCopies.size() && errorsOfCopies[i].second == errors; ++i) {
             copies += (copies.empty() ? "" : ", ") + errorsOfCopies[i].first;
         }
-        std::printf("| `%s` | %s | %.3f | %.3f | %.3f | 2^%.1f |\n", name.c_str(), copies.c_str(),
+        std::printf("| `%s` | %s | %.3f | %.3f | %.4g | 2^%.1f |\n", name.c_str(), copies.c_str(),
                     errors.la.ulp, errors.ha.ulp, errors.ep.ulp, std::log2(errors.ep.relative));
         std::fprintf(stderr, "%s %s: worst at %.17g, %.17g, %.17g\n", name.c_str(), copies.c_str(),
                      errors.la.at, errors.ha.at, errors.ep.at);

@@ -108,6 +108,44 @@ class Fit:
              for f, row in zip(self.f, self.rows)], [], []))
 
 
+class TangentFit:
+    """tan r = r (1 + z A(z)) / (1 + z B(z)), z = r^2, with `degree` coefficients in A and in B.
+
+    The relative error is (1 + z A - t (1 + z B)) / (t (1 + z B)) with t = tan r / r: linear in the
+    coefficients but for the divisor, which is taken from the fit before (Loeb's iteration).
+    """
+
+    def __init__(self, reach, degree):
+        self.z = chebyshev_grid(mpf(0), reach, 24 * 2 * degree + 64)
+        self.t = [mp.tan(sqrt(z)) / sqrt(z) if z else mpf(1) for z in self.z]
+        self.degree = degree
+        self.coefficients = {}
+
+    def sides(self, z, c):
+        n = self.degree
+        return (1 + sum(c[k] * z**(k + 1) for k in range(n)),
+                1 + sum(c[n + k] * z**(k + 1) for k in range(n)))
+
+    def error_of(self, c):
+        quotients = (self.sides(z, c) for z in self.z)
+        return max(abs(a / b / t - 1) for (a, b), t in zip(quotients, self.t))
+
+    def rounded(self, rounding):
+        n = self.degree
+        fit = Fit.__new__(Fit)
+        fit.x, fit.coefficients, fit.powers = self.z, {}, list(range(2 * n))
+        fit.f = [t - 1 for t in self.t]
+        fit.rows = [[z**k for k in range(1, n + 1)] + [-t * z**k for k in range(1, n + 1)]
+                    for z, t in zip(self.z, self.t)]
+        divisors = self.t
+        for _ in range(12):
+            fit.weight = [1 / d if z else mpf('1e-9') for z, d in zip(self.z, divisors)]
+            values, _ = fit.exchange(list(range(2 * n)))
+            divisors = [t * self.sides(z, values)[1] for z, t in zip(self.z, self.t)]
+        self.coefficients = {k: rounding[k](v) for k, v in enumerate(values)}
+        return self.error_of(values), self.error_of(self.coefficients)
+
+
 def to_double(v):
     return mpf(float(v))
 
@@ -170,9 +208,9 @@ ln2 = log(mpf(2))
 approximations = {}
 
 
-def add(name, f, a, b, powers, weight, single=False, rounding=None):
-    approximations[name] = (f, a, b, powers, weight, single,
-                            rounding or [to_single if single else to_double] * len(powers))
+def add(name, f, a, b, powers, weight, single=False):
+    approximations[name] = (lambda: Fit(f, a, b, powers, weight),
+                            ['x^%d' % p for p in powers], single)
 
 
 def log2_over(f):
@@ -248,6 +286,10 @@ add('cosine_quadrant_single', lambda z: cosine_rest(z, 2), 0, eighth_turn, range
     lambda z: z * z / cos(sqrt(z)), single=True)
 add('cosine_quadrant', lambda z: cosine_rest(z, 2), 0, eighth_turn, range_of_powers(0, 5),
     lambda z: z * z / cos(sqrt(z)))
+for row, degree in (('la', 3), ('ep', 2), ('single', 2)):
+    approximations['tangent_' + row] = (lambda n=degree: TangentFit(eighth_turn, n),
+                                        ['%s z^%d' % (side, k) for side in ('above', 'below')
+                                         for k in range(1, degree + 1)], row == 'single')
 
 
 # ---- Powers ----
@@ -310,11 +352,11 @@ def main():
         text = ''.join(open(name).read() for name in arguments[1:])
         arguments = []
     failed = False
-    for name, (f, a, b, powers, weight, single, rounding) in approximations.items():
+    for name, (make, terms, single) in approximations.items():
         if not any(name.startswith(w) for w in arguments or ['']):
             continue
-        fit = Fit(f, a, b, powers, weight)
-        exact, final = fit.rounded(rounding)
+        fit = make()
+        exact, final = fit.rounded([to_single if single else to_double] * len(terms))
         if text is not None:
             lacking = missing(text, fit, single)
             failed = failed or bool(lacking)
@@ -323,8 +365,8 @@ def main():
             continue
         print('%s: error 2^%.2f (2^%.2f before rounding)'
               % (name, float(log2(final)), float(log2(exact))))
-        for k, p in enumerate(powers):
-            print('    %s,  // x^%d' % (written(fit.coefficients[k], single), p))
+        for k, term in enumerate(terms):
+            print('    %s,  // %s' % (written(fit.coefficients[k], single), term))
         sys.stdout.flush()
     sys.exit(failed)
 
