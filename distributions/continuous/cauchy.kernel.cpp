@@ -29,11 +29,13 @@ std::int32_t cauchy(StreamHandle stream, std::int32_t n, Real* r, Real a, Real b
 
 }  // namespace
 
-std::int32_t vdRngCauchy(std::int32_t , StreamHandle stream, std::int32_t n, double* r, double a, double beta) {
+std::int32_t vdRngCauchy(std::int32_t, StreamHandle stream, std::int32_t n, double* r, double a,
+                         double beta) {
     return cauchy(stream, n, r, a, beta);
 }
 
-std::int32_t vsRngCauchy(std::int32_t , StreamHandle stream, std::int32_t n, float* r, float a, float beta) {
+std::int32_t vsRngCauchy(std::int32_t, StreamHandle stream, std::int32_t n, float* r, float a,
+                         float beta) {
     return cauchy(stream, n, r, a, beta);
 }
 

@@ -25,11 +25,13 @@ std::int32_t exponential(std::int32_t method, StreamHandle stream, std::int32_t 
 
 }  // namespace
 
-std::int32_t vdRngExponential(std::int32_t method, StreamHandle stream, std::int32_t n, double* r, double a, double beta) {
+std::int32_t vdRngExponential(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                              double a, double beta) {
     return exponential(method, stream, n, r, a, beta);
 }
 
-std::int32_t vsRngExponential(std::int32_t method, StreamHandle stream, std::int32_t n, float* r, float a, float beta) {
+std::int32_t vsRngExponential(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                              float a, float beta) {
     return exponential(method, stream, n, r, a, beta);
 }
 

@@ -90,7 +90,8 @@ std::int32_t boxMuller(StreamHandle stream, std::size_t n, Real* r, Real a, Real
     return status;
 }
 
-// Both partners of n pairs, the sine's first, to r[0 .. 2n-1].
+// Both partners of n pairs, the sine's first, to r[0 .. 2n-1].  One of them alone comes from here
+// as well, so that it has the same bits.
 template <class Real>
 HWY_INLINE void partners(const Real* pairs, std::size_t n, Real* r, Real a, Real sigma) {
     Real u[blockUniforms / 2], v[blockUniforms / 2], cosine[blockUniforms / 2];
@@ -110,12 +111,11 @@ std::int32_t boxMullerPaired(StreamHandle stream, std::size_t n, Real* r, Real a
     if (!pending) return RNG_NO_MEMORY;
     std::size_t done = 0;
     if (pending->u != pending->none) {
-        Real radius = pending->u, angle = pending->v * twoPi<Real>;
-        *pending = {pending->none, pending->none};
-        applyCos(1, &angle);
-        radii(1, &radius);
-        r[0] = radius * angle;
-        scaleAndShift(r, 1, a, sigma);
+        Real both[2];
+        const Real pair[2] = {pending->u, pending->v};
+        *pending = {pending->none, pending->none};  // a drawing can fail behind it
+        partners(pair, 1, both, a, sigma);
+        r[0] = both[1];
         done = 1;
     }
     Real pairs[blockUniforms];
@@ -132,25 +132,22 @@ std::int32_t boxMullerPaired(StreamHandle stream, std::size_t n, Real* r, Real a
     status = drawUniforms<Real>(stream, 2, pairs, 0, 1);
     if (status < 0) return status;
     *pending = {pairs[0], pairs[1]};
-    Real radius = pairs[0], angle = pairs[1] * twoPi<Real>;
-    applySin(1, &angle);
-    radii(1, &radius);
-    r[done] = radius * angle;
-    scaleAndShift(r + done, 1, a, sigma);
+    Real both[2];
+    partners(pairs, 1, both, a, sigma);
+    r[done] = both[0];
     return status;
 }
 
 template <class Real>
 std::int32_t inverse(StreamHandle stream, std::size_t n, Real* r, Real a, Real sigma) {
     const Real scale = rootOfTwo<Real> * sigma;
-    return inPasses(Pass::standard, static_cast<std::int32_t>(n), r,
-                    [&](Real* pass, std::size_t count) {
-                        return drawAndUse<Real>(stream, count, pass, -1, 1,
-                                                [&](Real* x, std::size_t m) {
-                                                    applyErfInv(m, x);
-                                                    scaleAndShift(x, m, a, scale);
-                                                });
-                    });
+    return inPasses(
+        Pass::standard, static_cast<std::int32_t>(n), r, [&](Real* pass, std::size_t count) {
+            return drawAndUse<Real>(stream, count, pass, -1, 1, [&](Real* x, std::size_t m) {
+                applyErfInv(m, x);
+                scaleAndShift(x, m, a, scale);
+            });
+        });
 }
 
 template <class Real>
@@ -167,11 +164,13 @@ std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::int32_t n, 
 
 }  // namespace
 
-std::int32_t vdRngGaussian(std::int32_t method, StreamHandle stream, std::int32_t n, double* r, double a, double sigma) {
+std::int32_t vdRngGaussian(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                           double a, double sigma) {
     return gaussian(method, stream, n, r, a, sigma);
 }
 
-std::int32_t vsRngGaussian(std::int32_t method, StreamHandle stream, std::int32_t n, float* r, float a, float sigma) {
+std::int32_t vsRngGaussian(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                           float a, float sigma) {
     return gaussian(method, stream, n, r, a, sigma);
 }
 

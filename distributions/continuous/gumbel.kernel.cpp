@@ -1,5 +1,5 @@
-// The Gumbel law of minima: density exp(z - exp z) / beta, z = (x - a) / beta, with the long tail to
-// the left.
+// The Gumbel law of minima: density exp(z - exp z) / beta, z = (x - a) / beta, with the long tail
+// to the left.
 //
 // By inversion: x = a + beta ln(-ln u).
 #include "distributions/continuous/floating_point_frame.h"
@@ -26,11 +26,13 @@ std::int32_t gumbel(StreamHandle stream, std::int32_t n, Real* r, Real a, Real b
 
 }  // namespace
 
-std::int32_t vdRngGumbel(std::int32_t , StreamHandle stream, std::int32_t n, double* r, double a, double beta) {
+std::int32_t vdRngGumbel(std::int32_t, StreamHandle stream, std::int32_t n, double* r, double a,
+                         double beta) {
     return gumbel(stream, n, r, a, beta);
 }
 
-std::int32_t vsRngGumbel(std::int32_t , StreamHandle stream, std::int32_t n, float* r, float a, float beta) {
+std::int32_t vsRngGumbel(std::int32_t, StreamHandle stream, std::int32_t n, float* r, float a,
+                         float beta) {
     return gumbel(stream, n, r, a, beta);
 }
 

@@ -48,11 +48,13 @@ std::int32_t laplace(StreamHandle stream, std::int32_t n, Real* r, Real a, Real 
 
 }  // namespace
 
-std::int32_t vdRngLaplace(std::int32_t , StreamHandle stream, std::int32_t n, double* r, double a, double beta) {
+std::int32_t vdRngLaplace(std::int32_t, StreamHandle stream, std::int32_t n, double* r, double a,
+                          double beta) {
     return laplace(stream, n, r, a, beta);
 }
 
-std::int32_t vsRngLaplace(std::int32_t , StreamHandle stream, std::int32_t n, float* r, float a, float beta) {
+std::int32_t vsRngLaplace(std::int32_t, StreamHandle stream, std::int32_t n, float* r, float a,
+                          float beta) {
     return laplace(stream, n, r, a, beta);
 }
 

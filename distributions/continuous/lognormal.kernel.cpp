@@ -22,9 +22,9 @@ std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::size_t n, f
 template <class Real>
 std::int32_t lognormal(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
                        Real sigma, Real b, Real beta) {
-    const std::int32_t normal =
-        method == METHOD_LOGNORMAL_BOX_MULLER ? METHOD_GAUSSIAN_BOX_MULLER_PAIRED
-                                              : METHOD_GAUSSIAN_INVERSE;
+    const std::int32_t normal = method == METHOD_LOGNORMAL_BOX_MULLER
+                                    ? METHOD_GAUSSIAN_BOX_MULLER_PAIRED
+                                    : METHOD_GAUSSIAN_INVERSE;
     const bool accurate = (method & METHOD_ACCURATE_FLAG) != 0;
     return inPasses(Pass::standard, n, r, [&](Real* pass, std::size_t count) {
         const std::int32_t status = gaussian(normal, stream, count, pass, a, sigma);
@@ -39,11 +39,13 @@ std::int32_t lognormal(std::int32_t method, StreamHandle stream, std::int32_t n,
 
 }  // namespace
 
-std::int32_t vdRngLognormal(std::int32_t method, StreamHandle stream, std::int32_t n, double* r, double a, double sigma, double b, double beta) {
+std::int32_t vdRngLognormal(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                            double a, double sigma, double b, double beta) {
     return lognormal(method, stream, n, r, a, sigma, b, beta);
 }
 
-std::int32_t vsRngLognormal(std::int32_t method, StreamHandle stream, std::int32_t n, float* r, float a, float sigma, float b, float beta) {
+std::int32_t vsRngLognormal(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                            float a, float sigma, float b, float beta) {
     return lognormal(method, stream, n, r, a, sigma, b, beta);
 }
 

@@ -54,7 +54,8 @@ HWY_INLINE std::int32_t drawAndUse(StreamHandle stream, std::size_t n, Real* r, 
     std::size_t excess = firstExcess(*row, stream);
     for (std::size_t done = 0; done < n && status >= 0;) {
         const std::size_t left = n - done;
-        const std::size_t count = left < 2 * partElements<Real> ? left : partElements<Real> + excess;
+        const std::size_t count =
+            left < 2 * partElements<Real> ? left : partElements<Real> + excess;
         excess = 0;
         if (!atOnce) status = draw(count, r + done);
         if (status < 0) break;

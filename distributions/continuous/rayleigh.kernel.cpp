@@ -28,11 +28,13 @@ std::int32_t rayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, 
 
 }  // namespace
 
-std::int32_t vdRngRayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, double* r, double a, double beta) {
+std::int32_t vdRngRayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                           double a, double beta) {
     return rayleigh(method, stream, n, r, a, beta);
 }
 
-std::int32_t vsRngRayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, float* r, float a, float beta) {
+std::int32_t vsRngRayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                           float a, float beta) {
     return rayleigh(method, stream, n, r, a, beta);
 }
 

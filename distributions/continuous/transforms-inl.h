@@ -33,20 +33,42 @@ HWY_INLINE void call(void (*kernel)(std::int32_t, Arguments...), std::size_t n,
     kernel(static_cast<std::int32_t>(n), arguments...);
 }
 
-HWY_INLINE void applyLn(std::size_t n, double* x) { call(vdLn.ep, n, x, x); }
-HWY_INLINE void applyLn(std::size_t n, float* x) { call(vsLn.la, n, x, x); }
-HWY_INLINE void applyExp(std::size_t n, double* x) { call(vdExp.ep, n, x, x); }
-HWY_INLINE void applyExp(std::size_t n, float* x) { call(vsExp.la, n, x, x); }
-HWY_INLINE void applySqrt(std::size_t n, double* x) { call(vdSqrt.ep, n, x, x); }
-HWY_INLINE void applySqrt(std::size_t n, float* x) { call(vsSqrt.la, n, x, x); }
-HWY_INLINE void applySin(std::size_t n, double* x) { call(vdSin.ep, n, x, x); }
-HWY_INLINE void applySin(std::size_t n, float* x) { call(vsSin.la, n, x, x); }
-HWY_INLINE void applyCos(std::size_t n, double* x) { call(vdCos.ep, n, x, x); }
-HWY_INLINE void applyCos(std::size_t n, float* x) { call(vsCos.la, n, x, x); }
-HWY_INLINE void applyTan(std::size_t n, double* x) { call(vdTan.ep, n, x, x); }
-HWY_INLINE void applyTan(std::size_t n, float* x) { call(vsTan.la, n, x, x); }
-HWY_INLINE void applyErfInv(std::size_t n, double* x) { call(vdErfInv.ep, n, x, x); }
-HWY_INLINE void applyErfInv(std::size_t n, float* x) { call(vsErfInv.la, n, x, x); }
+HWY_INLINE void applyLn(std::size_t n, double* x) {
+    call(vdLn.ep, n, x, x);
+}
+HWY_INLINE void applyLn(std::size_t n, float* x) {
+    call(vsLn.la, n, x, x);
+}
+HWY_INLINE void applyExp(std::size_t n, double* x) {
+    call(vdExp.ep, n, x, x);
+}
+HWY_INLINE void applyExp(std::size_t n, float* x) {
+    call(vsExp.la, n, x, x);
+}
+HWY_INLINE void applySqrt(std::size_t n, double* x) {
+    call(vdSqrt.ep, n, x, x);
+}
+HWY_INLINE void applySqrt(std::size_t n, float* x) {
+    call(vsSqrt.la, n, x, x);
+}
+HWY_INLINE void applySin(std::size_t n, double* x) {
+    call(vdSin.ep, n, x, x);
+}
+HWY_INLINE void applySin(std::size_t n, float* x) {
+    call(vsSin.la, n, x, x);
+}
+HWY_INLINE void applyTan(std::size_t n, double* x) {
+    call(vdTan.ep, n, x, x);
+}
+HWY_INLINE void applyTan(std::size_t n, float* x) {
+    call(vsTan.la, n, x, x);
+}
+HWY_INLINE void applyErfInv(std::size_t n, double* x) {
+    call(vdErfInv.ep, n, x, x);
+}
+HWY_INLINE void applyErfInv(std::size_t n, float* x) {
+    call(vsErfInv.la, n, x, x);
+}
 HWY_INLINE void applyPowx(std::size_t n, double* x, double exponent) {
     call(vdPowx.ep, n, x, exponent, x);
 }

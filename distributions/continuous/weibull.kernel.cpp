@@ -28,11 +28,13 @@ std::int32_t weibull(std::int32_t method, StreamHandle stream, std::int32_t n, R
 
 }  // namespace
 
-std::int32_t vdRngWeibull(std::int32_t method, StreamHandle stream, std::int32_t n, double* r, double alpha, double a, double beta) {
+std::int32_t vdRngWeibull(std::int32_t method, StreamHandle stream, std::int32_t n, double* r,
+                          double alpha, double a, double beta) {
     return weibull(method, stream, n, r, alpha, a, beta);
 }
 
-std::int32_t vsRngWeibull(std::int32_t method, StreamHandle stream, std::int32_t n, float* r, float alpha, float a, float beta) {
+std::int32_t vsRngWeibull(std::int32_t method, StreamHandle stream, std::int32_t n, float* r,
+                          float alpha, float a, float beta) {
     return weibull(method, stream, n, r, alpha, a, beta);
 }
 

@@ -28,7 +28,7 @@ TEST(FloatingPointFrame, MasksInsideAndGivesBackTheCallersRegisters) {
     ASSERT_NE(feenableexcept(FE_DIVBYZERO | FE_INVALID), -1);
     const Registers before = registers();
     {
-        const FloatingPointFrame frame;
+        const FloatingPointFrame frame(nullptr);
         EXPECT_TRUE(std::isinf(one / zero));
         EXPECT_TRUE(std::isnan(longZero / longZero));
         EXPECT_EQ(registers().sse & 0x1F80, 0x1F80u);

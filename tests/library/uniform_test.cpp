@@ -140,6 +140,7 @@ TEST(LargeFills, EqualTheSmallOnes) {
         const auto count = static_cast<std::int32_t>(n);
         std::vector<double> large(n + 3, -1), small(n);
         Stream first(id, 21), second(id, 21);
+        drawWords(first, 1), drawWords(second, 1);  // words of a block may wait
         ASSERT_EQ(vdRngUniform(0, first, count, large.data() + 1, 0, 1), RNG_OK);
         ASSERT_EQ(row.fillDouble(second, count, small.data(), 0, 1), RNG_OK);
         EXPECT_TRUE(std::equal(small.begin(), small.end(), large.begin() + 1));
