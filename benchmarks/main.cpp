@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     addWordRows();
     addRealRows();
     addIntegerRows();
+    addLawRows();
     addServiceRows();
     addMemoryRows();
     addVectorMathRows();

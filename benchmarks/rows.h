@@ -82,6 +82,7 @@ std::vector<NamedGenerator> presentGenerators();
 void addWordRows();
 void addRealRows();
 void addIntegerRows();
+void addLawRows();
 void addServiceRows();
 void addMemoryRows();
 void addVectorMathRows();

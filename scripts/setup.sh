@@ -17,7 +17,7 @@ packages_of() {
         clang) echo clang ;;
         format) echo clang-format git ;;
         bench) echo python3-minimal util-linux libbenchmark-dev librandom123-dev libgsl-dev \
-            libboost-dev libabsl-dev libdsfmt-dev libsleef-dev ;;
+            libboost-dev libabsl-dev libdsfmt-dev libsleef-dev python3-numpy ;;
         tools) echo libmpfr-dev python3-minimal python3-mpmath ;;
         emulator) echo bochs bochsbios vgabios genisoimage isolinux syslinux-common cpio ;;
         *) echo "setup.sh: there is no group '$1'" >&2 && exit 2 ;;

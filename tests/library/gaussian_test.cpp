@@ -34,8 +34,7 @@ class GaussianPairs : public ::testing::Test {
         r.pop_back();
         return r;
     }
-    static constexpr std::uint32_t tag =
-        sizeof(Real) == 8 ? tagDoubleGaussian : tagSingleGaussian;
+    static constexpr std::uint32_t tag = sizeof(Real) == 8 ? tagDoubleGaussian : tagSingleGaussian;
 };
 using Precisions = ::testing::Types<double, float>;
 TYPED_TEST_SUITE(GaussianPairs, Precisions);
@@ -202,10 +201,9 @@ TEST(RealLawFrames, GiveBackWhatIsTheCallers) {
               once);
         check(drawn([](S s, std::int32_t m, double* x) { return vdRngGumbel(0, s, m, x, 0, 1); }),
               once);
-        check(drawn([](S s, std::int32_t m, double* x) {
-                  return vdRngWeibull(0, s, m, x, 2, 0, 1);
-              }),
-              once);
+        check(
+            drawn([](S s, std::int32_t m, double* x) { return vdRngWeibull(0, s, m, x, 2, 0, 1); }),
+            once);
         check(drawn([](S s, std::int32_t m, double* x) {
                   return vdRngLognormal(1, s, m, x, 0, 1, 0, 1);
               }),

@@ -1,5 +1,6 @@
 // The laws that are one transform of uniforms: their values, beside the formulas in long double
 // on the same uniforms, what they take from the stream, and what they do at the ends.
+#include <algorithm>
 #include <boost/math/distributions/cauchy.hpp>
 #include <boost/math/distributions/chi_squared.hpp>
 #include <boost/math/distributions/exponential.hpp>
@@ -9,7 +10,6 @@
 #include <boost/math/distributions/normal.hpp>
 #include <boost/math/distributions/rayleigh.hpp>
 #include <boost/math/distributions/weibull.hpp>
-#include <algorithm>
 #include <functional>
 #include <limits>
 #include <map>
@@ -43,13 +43,13 @@ struct Law {
 constexpr double a = 0.75, beta = 2.5, alpha = 1.75, sigma = 0.625;
 
 // Pairs of functions in two precisions.
-#define KORVAN_LAW(Name, ...)                                                              \
-    [](StreamHandle s, std::int32_t n, Real* r) {                                          \
-        if constexpr (sizeof(Real) == 8) {                                                 \
-            return vdRng##Name(methodOf, s, n, r, __VA_ARGS__);                            \
-        } else {                                                                           \
-            return vsRng##Name(methodOf, s, n, r, __VA_ARGS__);                            \
-        }                                                                                  \
+#define KORVAN_LAW(Name, ...)                                   \
+    [](StreamHandle s, std::int32_t n, Real* r) {               \
+        if constexpr (sizeof(Real) == 8) {                      \
+            return vdRng##Name(methodOf, s, n, r, __VA_ARGS__); \
+        } else {                                                \
+            return vsRng##Name(methodOf, s, n, r, __VA_ARGS__); \
+        }                                                       \
     }
 
 template <class Real, std::int32_t methodOf>
@@ -76,7 +76,8 @@ std::vector<Law<Real>> allLaws() {
     const Long A = a, B = -0.5, Beta = beta, Sigma = sigma;
     // Relative to the distance from a: one or more transforms in a row.
     const auto relative = [=](int transforms) {
-        return [=](const Real*, Long x, Long error) { return transforms * error * std::abs(x - A); };
+        return
+            [=](const Real*, Long x, Long error) { return transforms * error * std::abs(x - A); };
     };
     const auto e = [](const Real* u) { return -std::log(Long{u[0]}); };
     const auto normal = [=](const Real* u) {
@@ -134,9 +135,7 @@ std::vector<Law<Real>> allLaws() {
             Filled<Real, accurate>::weibull1());
     addBoth({"Rayleigh", 0, Filled<Real, 0>::rayleigh(), 1, 0, 1,
              [=](const Real* u) { return A + Beta * std::sqrt(e(u)); }, relative(2),
-             [](double p) {
-                 return a + bm::quantile(bm::rayleigh(beta / std::sqrt(2.0)), p);
-             }},
+             [](double p) { return a + bm::quantile(bm::rayleigh(beta / std::sqrt(2.0)), p); }},
             Filled<Real, accurate>::rayleigh());
     return laws;
 }
@@ -174,8 +173,8 @@ TYPED_TEST(RealLaws, ElementsAreTheFormulasOfTheirUniforms) {
             for (std::size_t i = 0; i < size; ++i) {
                 const Real* const own = &u[words * i];
                 const Long x = law.model(own), given = r[i + 1];
-                const Long reach = law.reach(own, x, this->transformError) +
-                                   2 * this->epsilon * (std::abs(x) + a);
+                const Long reach =
+                    law.reach(own, x, this->transformError) + 2 * this->epsilon * (std::abs(x) + a);
                 ASSERT_LE(std::abs(given - x), reach)
                     << law.name << " " << i << ", u " << own[0] << ", x " << x;
             }

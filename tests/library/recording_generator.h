@@ -23,8 +23,8 @@ class RecordingGenerator {
 
   private:
     static GeneratorId id() {
-        static const GeneratorProperties row = {24, 1, 1, 4, 32, init, fill<float>, fill<double>,
-                                                bits};
+        static const GeneratorProperties row = {24,           1,   1, 4, 32, init, fill<float>,
+                                                fill<double>, bits};
         static const GeneratorId registered = vslRegisterBrng(&row);
         return registered;
     }
