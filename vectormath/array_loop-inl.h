@@ -65,7 +65,7 @@ struct ArrayCall {
 template <class Real, std::size_t inputs>
 struct GroupLanes {
     Real x[inputs][lanes<Real>];
-    Real isExceptional[lanes<Real>];  // all bits or none
+    Real isExceptional[lanes<Real>];  // 1 or 0
 };
 
 template <class Function, std::size_t inputs, std::size_t outputs>
@@ -171,7 +171,7 @@ HWY_INLINE void computeGroup(const ArrayCall<Function, inputs, outputs>& call, s
     if (HWY_UNLIKELY(!hn::AllFalse(tag, exceptional))) {
         GroupLanes<Real, inputs> group;
         for (std::size_t k = 0; k < inputs; ++k) hn::StoreU(x[k], tag, group.x[k]);
-        hn::StoreU(hn::VecFromMask(tag, exceptional), tag, group.isExceptional);
+        hn::StoreU(hn::IfThenElseZero(exceptional, hn::Set(tag, 1)), tag, group.isExceptional);
         repairElements(call, first, count, group);
     }
 }
