@@ -52,6 +52,25 @@ using Mask = hn::Mask<Tag<Real>>;
 template <class Real>
 constexpr std::size_t lanes = HWY_LANES(Real);
 
+// Logic of masks.  Highway 1.0.3 leaves that of one lane to the linker where it isn't inlined, as
+// at -Og.
+template <class M>
+HWY_INLINE M notMask(M mask) {
+#if HWY_TARGET == HWY_SCALAR
+    return M::FromBool(mask.bits == 0);
+#else
+    return hn::Not(mask);
+#endif
+}
+template <class M>
+HWY_INLINE M orMask(M mask, M other) {
+#if HWY_TARGET == HWY_SCALAR
+    return M::FromBool((mask.bits | other.bits) != 0);
+#else
+    return hn::Or(mask, other);
+#endif
+}
+
 // What one call computes; the result of an argument may replace it.
 template <class Function, std::size_t inputs, std::size_t outputs>
 struct ArrayCall {

@@ -82,7 +82,7 @@ struct ExpBase {
 
 HWY_INLINE Mask<double> isSlow(Vec<double> x) {
     const Tag<double> tag;
-    return hn::Not(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
+    return notMask(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
 }
 
 // The same roundings in every copy.

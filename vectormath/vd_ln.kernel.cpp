@@ -58,7 +58,7 @@ std::int32_t scalarLnElement(double x, double* result) {
 
 HWY_INLINE Mask<double> isNotNormal(Vec<double> x) {
     const Tag<double> tag;
-    return hn::Or(hn::Lt(x, hn::Set(tag, leastNormal)), hn::Not(hn::Le(x, hn::Set(tag, largest))));
+    return orMask(hn::Lt(x, hn::Set(tag, leastNormal)), notMask(hn::Le(x, hn::Set(tag, largest))));
 }
 
 struct LnBase {
