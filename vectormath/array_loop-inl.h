@@ -71,6 +71,22 @@ HWY_INLINE M orMask(M mask, M other) {
 #endif
 }
 
+template <class Real>
+HWY_INLINE bool anyLane(Mask<Real> mask) {
+#if HWY_TARGET == HWY_SCALAR
+    return mask.bits != 0;
+#elif HWY_MAX_BYTES == 16
+    const auto lanesOfMask = hn::VecFromMask(Tag<Real>(), mask).raw;
+    if constexpr (sizeof(Real) == 8) {
+        return _mm_movemask_pd(lanesOfMask) != 0;
+    } else {
+        return _mm_movemask_ps(lanesOfMask) != 0;
+    }
+#else
+    return !hn::AllFalse(Tag<Real>(), mask);
+#endif
+}
+
 // What one call computes; the result of an argument may replace it.
 template <class Function, std::size_t inputs, std::size_t outputs>
 struct ArrayCall {
@@ -187,7 +203,7 @@ HWY_INLINE void computeGroup(const ArrayCall<Function, inputs, outputs>& call, s
             storeFew(y[k], to, count);
         }
     }
-    if (HWY_UNLIKELY(!hn::AllFalse(tag, exceptional))) {
+    if (HWY_UNLIKELY(anyLane<Real>(exceptional))) {
         GroupLanes<Real, inputs> group;
         for (std::size_t k = 0; k < inputs; ++k) hn::StoreU(x[k], tag, group.x[k]);
         hn::StoreU(hn::IfThenElseZero(exceptional, hn::Set(tag, 1)), tag, group.isExceptional);
