@@ -85,7 +85,7 @@ HWY_INLINE Mask<double> isSlow(Vec<double> x) {
     return notMask(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
 }
 
-// The same roundings in every copy.
+// The same roundings in every copy.  The coefficients serve r up to ln2/128 in magnitude.
 struct ExpBaseline : ExpBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double e2 = 0.4999999999994775, e3 = 0.1666666666667797, e4 = 0.04166672368662385,

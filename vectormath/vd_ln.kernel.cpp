@@ -72,6 +72,8 @@ struct LnBase {
 // integer and r = m y - 1:
 //
 //     ln x = e ln 2 - ln y - 1013 ln 2 + ln(1 + r),  e the biased exponent of x.
+//
+// The coefficients serve r up to 2^-9 in magnitude.
 struct LnBaseline : LnBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double c2 = -0.49999999999988803, c3 = 0.33333333333308374,
