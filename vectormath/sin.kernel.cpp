@@ -15,11 +15,14 @@ struct Sin {
 
     HWY_INLINE Vec<Real> operator()(Vec<Real> x, Mask<Real>& exceptional) const {
         exceptional = isBeyondReach<Real, accuracy>(x);
-        if constexpr (isThroughDouble<Real, accuracy>) {
-            return throughDouble(x, [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); });
-        } else {
-            return sine<accuracy>(Tag<Real>(), x);
+        const auto y = sine<accuracy>(Tag<Real>(), x);
+        if constexpr (isWidened<Real, accuracy>) {
+            const auto isFar = isToBeWidened(x);
+            if (HWY_LIKELY(hn::AllFalse(Tag<Real>(), isFar))) return y;
+            const auto compute = [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); };
+            return hn::IfThenElse(isFar, throughDouble(x, compute), y);
         }
+        return y;
     }
 
     static std::int32_t element(Real x, Real* result) {

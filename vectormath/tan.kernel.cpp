@@ -88,7 +88,7 @@ struct Tan {
 
     HWY_INLINE Vec<Real> operator()(Vec<Real> x, Mask<Real>& exceptional) const {
         exceptional = isBeyondReach<Real, accuracy>(x);
-        if constexpr (isThroughDouble<Real, accuracy>) {
+        if constexpr (isWidened<Real, accuracy>) {
             return throughDouble(x,
                                  [](auto d, auto wide) { return tangent<Accuracy::ep>(d, wide); });
         } else {
