@@ -234,8 +234,8 @@ HWY_INLINE V cosine(D d, V x) {
     }
 }
 
-// Singles in VML_HA: beyond `shortReach`, where the products aren't exact any more, the double
-// function of VML_EP, rounded.
+// Singles in VML_HA: beyond `shortReach`, where the products aren't exact any more, and for all
+// tangents, the double function of VML_EP, rounded.
 template <class Real, Accuracy accuracy>
 inline constexpr bool isWidened = sizeof(Real) == 4 && accuracy == Accuracy::ha;
 
