@@ -103,6 +103,17 @@ void addExpTable() {
     addLine("};\n\n");
 }
 
+void addFineExpTable() {
+    addLine("const double fineExpTable[128] = {");
+    for (int j = 0; j < 128; ++j) {
+        Wide power;
+        mpfr_set_d(power.value, j / 128.0, MPFR_RNDN);
+        mpfr_exp2(power.value, power.value, MPFR_RNDN);
+        addLine("%s%.17g,", j % 4 == 0 ? "\n    " : " ", power.rounded());
+    }
+    addLine("\n};\n\n");
+}
+
 template <class Real>
 void addColumn(const Real (&column)[16]) {
     for (int i = 0; i < 16; ++i) {
@@ -188,6 +199,7 @@ int main(int argc, char** argv) {
     addLnTable();
     addScalarLnTable();
     addExpTable();
+    addFineExpTable();
     addWideLnTable();
     addWideExpTable();
     addSingleTables();

@@ -52,6 +52,41 @@ using Mask = hn::Mask<Tag<Real>>;
 template <class Real>
 constexpr std::size_t lanes = HWY_LANES(Real);
 
+// Logic of masks.  Highway 1.0.3 leaves that of one lane to the linker where it isn't inlined, as
+// at -Og.
+template <class M>
+HWY_INLINE M notMask(M mask) {
+#if HWY_TARGET == HWY_SCALAR
+    return M::FromBool(mask.bits == 0);
+#else
+    return hn::Not(mask);
+#endif
+}
+template <class M>
+HWY_INLINE M orMask(M mask, M other) {
+#if HWY_TARGET == HWY_SCALAR
+    return M::FromBool((mask.bits | other.bits) != 0);
+#else
+    return hn::Or(mask, other);
+#endif
+}
+
+template <class Real>
+HWY_INLINE bool anyLane(Mask<Real> mask) {
+#if HWY_TARGET == HWY_SCALAR
+    return mask.bits != 0;
+#elif HWY_MAX_BYTES == 16
+    const auto lanesOfMask = hn::VecFromMask(Tag<Real>(), mask).raw;
+    if constexpr (sizeof(Real) == 8) {
+        return _mm_movemask_pd(lanesOfMask) != 0;
+    } else {
+        return _mm_movemask_ps(lanesOfMask) != 0;
+    }
+#else
+    return !hn::AllFalse(Tag<Real>(), mask);
+#endif
+}
+
 // What one call computes; the result of an argument may replace it.
 template <class Function, std::size_t inputs, std::size_t outputs>
 struct ArrayCall {
@@ -65,7 +100,7 @@ struct ArrayCall {
 template <class Real, std::size_t inputs>
 struct GroupLanes {
     Real x[inputs][lanes<Real>];
-    Real isExceptional[lanes<Real>];  // all bits or none
+    Real isExceptional[lanes<Real>];  // 1 or 0
 };
 
 template <class Function, std::size_t inputs, std::size_t outputs>
@@ -168,10 +203,10 @@ HWY_INLINE void computeGroup(const ArrayCall<Function, inputs, outputs>& call, s
             storeFew(y[k], to, count);
         }
     }
-    if (HWY_UNLIKELY(!hn::AllFalse(tag, exceptional))) {
+    if (HWY_UNLIKELY(anyLane<Real>(exceptional))) {
         GroupLanes<Real, inputs> group;
         for (std::size_t k = 0; k < inputs; ++k) hn::StoreU(x[k], tag, group.x[k]);
-        hn::StoreU(hn::VecFromMask(tag, exceptional), tag, group.isExceptional);
+        hn::StoreU(hn::IfThenElseZero(exceptional, hn::Set(tag, 1)), tag, group.isExceptional);
         repairElements(call, first, count, group);
     }
 }

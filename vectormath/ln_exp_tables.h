@@ -33,6 +33,9 @@ struct ExpTableRow {
 };
 extern const ExpTableRow expTable[64];
 
+// 2^(j/128), for half the digits.
+extern const double fineExpTable[128];
+
 // For registers that hold a whole table.  Entry i serves the numbers x = 2^e f whose mantissa f
 // starts with the bits of i: with m = f below 1.5, f/2 from there on,
 //

@@ -82,10 +82,10 @@ struct ExpBase {
 
 HWY_INLINE Mask<double> isSlow(Vec<double> x) {
     const Tag<double> tag;
-    return hn::Not(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
+    return notMask(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
 }
 
-// The same roundings in every copy.
+// The same roundings in every copy.  The coefficients serve r up to ln2/128 in magnitude.
 struct ExpBaseline : ExpBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double e2 = 0.4999999999994775, e3 = 0.1666666666667797, e4 = 0.04166672368662385,
@@ -120,9 +120,34 @@ void expBaseline(std::int32_t n, const double* in, double* out) {
     overArray(ExpBaseline(), n, in, out);
 }
 
+// Half the digits without fused operations, where few operations count and a gather is some loads:
+// x = N ln2/128 + r, e^x = 2^(N/128) (1 + r + c2 r^2).
+struct ExpOfFineTable : ExpBase {
+    HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
+        constexpr double c2 = 0.49999908361121337;
+        const Tag<double> tag;
+        const hn::RebindToUnsigned<Tag<double>> bitsTag;
+        const auto constant = [&](double value) { return hn::Set(tag, value); };
+        exceptional = isSlow(x);
+
+        const auto w = hn::MulAdd(x, constant(184.6649652337873), constant(shifter));
+        const auto N = hn::Sub(w, constant(shifter));
+        const auto fraction = hn::Set(bitsTag, 127u);
+        const auto j = hn::And(hn::BitCast(bitsTag, w), fraction);
+        const auto power =
+            hn::GatherIndex(tag, fineExpTable, hn::BitCast(hn::RebindToSigned<Tag<double>>(), j));
+        const auto r = hn::NegMulAdd(N, constant(0.0054152123481245725), x);
+        const auto p = hn::MulAdd(hn::Mul(r, r), constant(c2), r);
+        const auto y = hn::MulAdd(power, p, power);
+        const auto exponent = hn::AndNot(fraction, hn::BitCast(bitsTag, w));
+        return hn::BitCast(tag, hn::Add(hn::BitCast(bitsTag, y), hn::ShiftLeft<45>(exponent)));
+    }
+};
+
 #if HWY_TARGET == HWY_SCALAR
 
-constexpr auto expHalf = expBaseline, expFull = expBaseline;
+using HalfRow = ExpOfFineTable;
+using FullRow = ExpBaseline;
 
 #else
 
@@ -200,7 +225,7 @@ struct Exp : ExpBase {
             return hn::MulAdd(constant(high), r, constant(low));
         };
         Vec<double> y;
-        // q: tools/minimax.py '(exp(r)-1-r)/r**2' 'r**2' '-log(2)/2' 'log(2)/2' DEGREE
+        // q: tools/minimax.py '(exp(r)-1-r)/r**2' 'r**2' '-log(2)/2' 'log(2)/2' DEGREE, 4 and 9
         if constexpr (digits == Digits::half) {
             constexpr double c2 = 0.5000000095094231, c3 = 0.16666518898078167,
                              c4 = 0.04166620591308616, c5 = 0.008368882335255177,
@@ -229,13 +254,24 @@ struct Exp : ExpBase {
 
 #    endif
 
+#    if HWY_TARGET <= HWY_AVX2
+using HalfRow = Exp<Digits::half>;
+#    else
+using HalfRow = ExpOfFineTable;
+#    endif
+using FullRow = Exp<Digits::full>;
+
+#endif
+
+#if KORVAN_COPY_BRANCH < 3  // one routine for all rows
+constexpr auto expHalf = expBaseline, expFull = expBaseline;
+#else
 void expHalf(std::int32_t n, const double* in, double* out) {
-    overArray(Exp<Digits::half>(), n, in, out);
+    overArray(HalfRow(), n, in, out);
 }
 void expFull(std::int32_t n, const double* in, double* out) {
-    overArray(Exp<Digits::full>(), n, in, out);
+    overArray(FullRow(), n, in, out);
 }
-
 #endif
 
 }  // namespace

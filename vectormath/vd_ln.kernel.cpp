@@ -16,7 +16,6 @@ std::int32_t scalarLnElement(double x, double* result) {
     constexpr double q0 = -0.5, q1 = 0.33333333333334386, q2 = -0.25000000000003386,
                      q3 = 0.19999999911565072, q4 = -0.1666666651884978, q5 = 0.1428756883852146,
                      q6 = -0.1250214602960357;
-    constexpr double ln2High = 0.6931471805598903, ln2Low = 5.497923018708371e-14;
     const auto q = [](double r) {
         return (((((q6 * r + q5) * r + q4) * r + q3) * r + q2) * r + q1) * r + q0;
     };
@@ -51,7 +50,7 @@ std::int32_t scalarLnElement(double x, double* result) {
     // r = m/c - 1, with m cut to 31 bits behind the point: the first product is exact.
     const double mh = (m + 2097152.0) - 2097152.0, ml = m - mh;
     const double r = (mh * row.inverse - 1) + ml * row.inverse;
-    const double t1 = exponent * ln2High + row.hi, t2 = exponent * ln2Low + row.lo;
+    const double t1 = exponent * wideLn2Hi + row.hi, t2 = exponent * wideLn2Lo + row.lo;
     const double s = r + t1, d = r - (s - t1);
     *result = (q(r) * r * r + (t2 + d)) + s;
     return VML_STATUS_OK;
@@ -59,7 +58,7 @@ std::int32_t scalarLnElement(double x, double* result) {
 
 HWY_INLINE Mask<double> isNotNormal(Vec<double> x) {
     const Tag<double> tag;
-    return hn::Or(hn::Lt(x, hn::Set(tag, leastNormal)), hn::Not(hn::Le(x, hn::Set(tag, largest))));
+    return orMask(hn::Lt(x, hn::Set(tag, leastNormal)), notMask(hn::Le(x, hn::Set(tag, largest))));
 }
 
 struct LnBase {
@@ -73,6 +72,8 @@ struct LnBase {
 // integer and r = m y - 1:
 //
 //     ln x = e ln 2 - ln y - 1013 ln 2 + ln(1 + r),  e the biased exponent of x.
+//
+// The coefficients serve r up to 2^-9 in magnitude.
 struct LnBaseline : LnBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double c2 = -0.49999999999988803, c3 = 0.33333333333308374,
@@ -120,24 +121,18 @@ void lnBaseline(std::int32_t n, const double* in, double* out) {
     overArray(LnBaseline(), n, in, out);
 }
 
-#if HWY_TARGET == HWY_SCALAR
-
-constexpr auto lnHalf = lnBaseline, lnFull = lnBaseline;
-
-#else
+#if HWY_TARGET <= HWY_AVX3
 
 enum class Digits { half, full };
-
-#    if HWY_TARGET <= HWY_AVX3
 
 // x = 2^e f; the four bits behind f's point choose the inverse of m's neighbourhood:
 //
 //     r = m inverse - 1,  ln x = (e ln 2 + hi) + r + (r^2 p(r) + e ln2Lo + lo),
 //
 // where the first sum is exact, and the second gives its rounding error to the third.
-// p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/32 1/16 DEGREE
+// p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/32 1/16 DEGREE, 3 and 8
 template <Digits digits>
-struct Ln : LnBase {
+struct LnOfTable : LnBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         const Tag<double> tag;
         const auto constant = [&](double value) { return hn::Set(tag, value); };
@@ -181,15 +176,14 @@ struct Ln : LnBase {
     }
 };
 
-#    else
+using HalfRow = LnOfTable<Digits::half>;
+using FullRow = LnOfTable<Digits::full>;
 
-template <Digits digits>
-struct Ln;
+#else
 
 // r = m - 1 from -1/4 to 1/2: ln x = e ln 2 + (r + r^2 p(r)).
 // p: tools/minimax.py '(log(1+r)-r)/r**2' 'r**2/log(1+r)' -1/4 1/2 8
-template <>
-struct Ln<Digits::half> : LnBase {
+struct LnOfPolynomial : LnBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double c2 = -0.5000000082328258, c3 = 0.3333345444538104,
                          c4 = -0.2500005451823115, c5 = 0.19990606489005364,
@@ -220,8 +214,7 @@ struct Ln<Digits::half> : LnBase {
 // where what is subtracted from f is small beside it.  (The form of the logarithm in FDLIBM, Sun
 // Microsystems, 1993.)
 // R/z: tools/minimax.py '(log((1+sqrt(r))/(1-sqrt(r)))/sqrt(r)-2)/r' r 0 '(3-2*sqrt(2))**2' 6
-template <>
-struct Ln<Digits::full> : LnBase {
+struct LnOfQuotient : LnBase {
     HWY_INLINE Vec<double> operator()(Vec<double> x, Mask<double>& exceptional) const {
         constexpr double b1 = 0.6666666666666734, b2 = 0.3999999999941467, b3 = 0.28571428742389393,
                          b4 = 0.2222219857295748, b5 = 0.18183564339617378,
@@ -246,15 +239,24 @@ struct Ln<Digits::full> : LnBase {
     }
 };
 
+using HalfRow = LnOfPolynomial;
+#    if HWY_TARGET == HWY_SCALAR
+using FullRow = LnBaseline;
+#    else
+using FullRow = LnOfQuotient;
 #    endif
 
+#endif
+
+#if KORVAN_COPY_BRANCH < 3  // one routine for all rows
+constexpr auto lnHalf = lnBaseline, lnFull = lnBaseline;
+#else
 void lnHalf(std::int32_t n, const double* in, double* out) {
-    overArray(Ln<Digits::half>(), n, in, out);
+    overArray(HalfRow(), n, in, out);
 }
 void lnFull(std::int32_t n, const double* in, double* out) {
-    overArray(Ln<Digits::full>(), n, in, out);
+    overArray(FullRow(), n, in, out);
 }
-
 #endif
 
 }  // namespace

@@ -23,7 +23,7 @@ struct ExpBase {
 
     static HWY_INLINE Mask<Real> isSlow(Vec<Real> x) {
         const Tag<Real> tag;
-        return hn::Not(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
+        return notMask(hn::Lt(hn::Abs(x), hn::Set(tag, firstSlow)));  // true for NaN
     }
 
     // In double, where every single's exponential that isn't 0 or infinite is normal; rounded once.

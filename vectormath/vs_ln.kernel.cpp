@@ -30,8 +30,8 @@ struct LnBase {
 
     static HWY_INLINE Mask<Real> isNotNormal(Vec<Real> x) {
         const Tag<Real> tag;
-        return hn::Or(hn::Lt(x, hn::Set(tag, leastNormal)),
-                      hn::Not(hn::Le(x, hn::Set(tag, largest))));
+        return orMask(hn::Lt(x, hn::Set(tag, leastNormal)),
+                      notMask(hn::Le(x, hn::Set(tag, largest))));
     }
 
     static std::int32_t element(Real x, Real* result) {

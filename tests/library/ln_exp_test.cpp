@@ -267,6 +267,24 @@ TEST(LnExp, RowsKeepTheirAccuracy) {
     expectWithin(*vectorKernels().vsExp, moderate, exp, 12);
 }
 
+// Arguments and results outside the vector bodies' reach: tables and roundings of their own.
+TEST(LnExp, DenormalsAreAccurateToo) {
+    std::mt19937_64 engine(10);
+    std::vector<double> tiny, deep, shallow;
+    for (int i = 0; i < 20000; ++i) {
+        tiny.push_back(doubleOf(engine() >> (12 + i % 52)));
+        deep.push_back(std::uniform_real_distribution<double>(-745.1, -716)(engine));
+        shallow.push_back(std::uniform_real_distribution<double>(-716, -708.4)(engine));
+    }
+    tiny.push_back(doubleOf(1));
+    const auto ln = [](long double x) { return std::log(x); };
+    const auto exp = [](long double x) { return std::exp(x); };
+    EXPECT_LT(largestError(vectorKernels().vdLn->ha, tiny, ln), 1);
+    EXPECT_LT(largestError(vectorKernels().vdExp->ha, shallow, exp), 1);
+    // With ten bits fewer than a normal number, only one rounding shows.
+    EXPECT_LT(largestError(vectorKernels().vdExp->ha, deep, exp), 0.51);
+}
+
 // Integers are made from it: one formula, not fused.
 TEST(LnExp, SinglesOfTheBaselineAreTheSameInEveryCopy) {
     std::vector<float> x(5000), y(x.size()), expected(x.size());
