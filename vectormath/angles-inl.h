@@ -251,7 +251,7 @@ HWY_INLINE Mask<float> isToBeWidened(Vec<float> x) {
 template <class Real, Accuracy accuracy>
 HWY_INLINE Mask<Real> isBeyondReach(Vec<Real> x) {
     const Tag<Real> tag;
-    return hn::Not(hn::Le(hn::Abs(x), hn::Set(tag, angleReach<Real, accuracy>)));
+    return notMask(hn::Le(hn::Abs(x), hn::Set(tag, angleReach<Real, accuracy>)));
 }
 
 // ---- Exceptional elements ----

@@ -19,7 +19,7 @@ struct Cos {
         const auto y = cosine<accuracy>(Tag<Real>(), x);
         if constexpr (isWidened<Real, accuracy>) {
             const auto isFar = isToBeWidened(x);
-            if (HWY_LIKELY(hn::AllFalse(Tag<Real>(), isFar))) return y;
+            if (HWY_LIKELY(!anyLane<Real>(isFar))) return y;
             const auto compute = [](auto d, auto wide) { return cosine<Accuracy::ep>(d, wide); };
             return hn::IfThenElse(isFar, throughDouble(x, compute), y);
         }

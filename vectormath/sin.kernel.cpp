@@ -19,7 +19,7 @@ struct Sin {
         const auto y = sine<accuracy>(Tag<Real>(), x);
         if constexpr (isWidened<Real, accuracy>) {
             const auto isFar = isToBeWidened(x);
-            if (HWY_LIKELY(hn::AllFalse(Tag<Real>(), isFar))) return y;
+            if (HWY_LIKELY(!anyLane<Real>(isFar))) return y;
             const auto compute = [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); };
             return hn::IfThenElse(isFar, throughDouble(x, compute), y);
         }

@@ -22,7 +22,7 @@ struct SinCos {
         c = y.cosine;
         if constexpr (isWidened<Real, accuracy>) {
             const auto isFar = isToBeWidened(x);
-            if (HWY_LIKELY(hn::AllFalse(Tag<Real>(), isFar))) return;
+            if (HWY_LIKELY(!anyLane<Real>(isFar))) return;
             const auto sineOf = [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); };
             const auto cosineOf = [](auto d, auto wide) { return cosine<Accuracy::ep>(d, wide); };
             s = hn::IfThenElse(isFar, throughDouble(x, sineOf), s);
