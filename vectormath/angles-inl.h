@@ -28,7 +28,8 @@ struct QuarterTurn<double> {
 };
 template <>
 struct QuarterTurn<float> {
-    static constexpr float reach = fuses ? 8192.0f : 256.0f;
+    static constexpr float shortReach = 256.0f;
+    static constexpr float reach = fuses ? 8192.0f : shortReach;
     static constexpr float pieces[] = {0x1.921fb6p+0f, -0x1.777a5cp-25f, -0x1.ee59dap-50f};
     static constexpr float shortPieces[] = {0x1.922p+0f, -0x1.2aeep-18f, -0x1.e974p-35f,
                                             0x1.1a6264p-54f};
@@ -119,7 +120,7 @@ HWY_INLINE V subtractQuarters(D d, V x, V q) {
 // first term, so the error of a subtraction follows from two more.
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE HeadAndRest<V> subtractQuartersExactly(D d, V x, V q) {
-    constexpr auto& pieces = QuarterTurn<double>::shortPieces;
+    constexpr auto& pieces = QuarterTurn<hn::TFromD<D>>::shortPieces;
     const V first = hn::NegMulAdd(q, hn::Set(d, pieces[0]), x);  // exact
     const V p1 = hn::Mul(q, hn::Set(d, pieces[1])), p2 = hn::Mul(q, hn::Set(d, pieces[2]));
     const V second = hn::Sub(first, p1), third = hn::Sub(second, p2);
@@ -149,7 +150,7 @@ struct SineCosineSums {
 };
 template <class D, class V = hn::Vec<D>>
 HWY_INLINE SineCosineSums<V> eighthTurnSums(D d, HeadAndRest<V> r) {
-    using Table = EighthTurn<double, Accuracy::ha>;
+    using Table = EighthTurn<hn::TFromD<D>, Accuracy::ha>;
     const V one = hn::Set(d, 1), half = hn::Set(d, 0.5);
     const V z = hn::Mul(r.head, r.head);
     const V halfZ = hn::Mul(half, z);
@@ -233,19 +234,24 @@ HWY_INLINE V cosine(D d, V x) {
     }
 }
 
-// Singles in VML_HA: the double function of VML_EP, rounded.
+// Singles in VML_HA: beyond `shortReach`, where the products aren't exact any more, and for all
+// tangents, the double function of VML_EP, rounded.
 template <class Real, Accuracy accuracy>
-inline constexpr bool isThroughDouble = sizeof(Real) == 4 && accuracy == Accuracy::ha;
+inline constexpr bool isWidened = sizeof(Real) == 4 && accuracy == Accuracy::ha;
 
 template <class Real, Accuracy accuracy>
-inline constexpr Real angleReach = isThroughDouble<Real, accuracy>
+inline constexpr Real angleReach = isWidened<Real, accuracy>
                                        ? static_cast<Real>(QuarterTurn<double>::reach)
                                        : QuarterTurn<Real>::reach;
+
+HWY_INLINE Mask<float> isToBeWidened(Vec<float> x) {
+    return hn::Gt(hn::Abs(x), hn::Set(Tag<float>(), QuarterTurn<float>::shortReach));
+}
 
 template <class Real, Accuracy accuracy>
 HWY_INLINE Mask<Real> isBeyondReach(Vec<Real> x) {
     const Tag<Real> tag;
-    return hn::Not(hn::Le(hn::Abs(x), hn::Set(tag, angleReach<Real, accuracy>)));
+    return notMask(hn::Le(hn::Abs(x), hn::Set(tag, angleReach<Real, accuracy>)));
 }
 
 // ---- Exceptional elements ----

@@ -114,7 +114,7 @@ HWY_INLINE V erfInvFast(D d, V x) {
     const V log2 = hn::MulAdd(inTwoChains(d, f, Row::log2), f, split.e);
     V ratio = inTwoChains(d, log2, Row::central);
     const auto inTail = hn::Lt(u, hn::Set(d, Row::tailBound));
-    if (HWY_UNLIKELY(!hn::AllFalse(d, inTail))) {
+    if (HWY_UNLIKELY(anyLane<hn::TFromD<D>>(inTail))) {
         const V t = hn::Sub(hn::Sqrt(hn::Neg(log2)), hn::Set(d, Row::tailCenter));
         ratio = hn::IfThenElse(inTail, horner(d, t, Row::tail), ratio);
     }
@@ -182,7 +182,7 @@ HWY_INLINE V erfInvAccurate(D d, V x) {
     const auto w = minusLog(d, u);
     auto ratio = centralRatio(d, w);
     const auto inTail = hn::Lt(u, hn::Set(d, FastRow<double>::tailBound));
-    if (HWY_UNLIKELY(!hn::AllFalse(d, inTail))) {
+    if (HWY_UNLIKELY(anyLane<hn::TFromD<D>>(inTail))) {
         const auto tails = tailRatio(d, w);
         ratio.head = hn::IfThenElse(inTail, tails.head, ratio.head);
         ratio.rest = hn::IfThenElse(inTail, tails.rest, ratio.rest);
@@ -209,7 +209,7 @@ struct ErfInvBase {
 
     static HWY_INLINE Mask<Real> isOutside(Vec<Real> x) {
         const Tag<Real> d;
-        return hn::Not(hn::Lt(hn::Abs(x), hn::Set(d, 1)));
+        return notMask(hn::Lt(hn::Abs(x), hn::Set(d, 1)));
     }
 
     static std::int32_t element(Real x, Real* result) {

@@ -158,28 +158,29 @@ HWY_INLINE V timesPowerOfTwo(D d, V y, hn::Vec<hn::RebindToUnsigned<D>> n) {
 }
 
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE hn::Mask<D> isPositiveNormal(D d, V x) {
-    return hn::And(hn::Ge(x, hn::Set(d, leastNormal)), hn::Le(x, hn::Set(d, largest)));
+HWY_INLINE hn::Mask<D> isNotPositiveNormal(D d, V x) {
+    return orMask(hn::Lt(x, hn::Set(d, leastNormal)), notMask(hn::Le(x, hn::Set(d, largest))));
 }
 
-// x^y for positive normal x and a result well inside the range; else `isGood` becomes false.
+// x^y for positive normal x and a result well inside the range; else `isBad` becomes true.
 template <bool fused, class D, class V = hn::Vec<D>>
-HWY_INLINE V powAccurate(D d, V x, V y, hn::Mask<D>& isGood) {
+HWY_INLINE V powAccurate(D d, V x, V y, hn::Mask<D>& isBad) {
     const auto exponent = times<fused>(d, lnSum<fused>(d, takeApartForTable(d, x)), y);
-    isGood = hn::And(isPositiveNormal(d, x), hn::Lt(hn::Abs(exponent.head), hn::Set(d, 708)));
+    isBad =
+        orMask(isNotPositiveNormal(d, x), notMask(hn::Lt(hn::Abs(exponent.head), hn::Set(d, 708))));
     const auto power = expOfSum<fused>(d, exponent);
     return timesPowerOfTwo(d, hn::Add(power.head, power.rest), power.words);
 }
 
 // The same to 28 bits, for |log2 x^y| < bound.
 template <class D, class V = hn::Vec<D>>
-HWY_INLINE V powFast(D d, V x, V y, double bound, hn::Mask<D>& isGood) {
+HWY_INLINE V powFast(D d, V x, V y, double bound, hn::Mask<D>& isBad) {
     const SplitExponent<double> split(x, 0x1.6a09e667f3bcdp-1);
     const V one = hn::Set(d, 1);
     const V s = hn::Div(hn::Sub(split.m, one), hn::Add(split.m, one));
     const V log2 = hn::MulAdd(s, horner(d, hn::Mul(s, s), log2OverS), split.e);
     const V product = hn::Mul(log2, y);
-    isGood = hn::And(isPositiveNormal(d, x), hn::Lt(hn::Abs(product), hn::Set(d, bound)));
+    isBad = orMask(isNotPositiveNormal(d, x), notMask(hn::Lt(hn::Abs(product), hn::Set(d, bound))));
     const V shifter = hn::Set(d, 0x1.8p52);
     const V sum = hn::Add(product, shifter);
     const V f = hn::Sub(product, hn::Sub(sum, shifter));
@@ -295,14 +296,12 @@ struct Pow {
 
     static HWY_INLINE Vec<double> power(Vec<double> x, Vec<double> y, Mask<double>& exceptional) {
         const Tag<double> d;
-        Mask<double> isGood;
         Vec<double> result;
         if constexpr (accuracy == Accuracy::ep) {
-            result = powFast(d, x, y, 1021, isGood);
+            result = powFast(d, x, y, 1021, exceptional);
         } else {
-            result = powAccurate<fused>(d, x, y, isGood);
+            result = powAccurate<fused>(d, x, y, exceptional);
         }
-        exceptional = hn::Not(isGood);
         return result;
     }
     HWY_INLINE Vec<double> operator()(Vec<double> x, Vec<double> y,
@@ -339,9 +338,9 @@ struct SinglePowx {
     HWY_INLINE Vec<float> operator()(Vec<float> x, Mask<float>& exceptional) const {
         const double y = static_cast<double>(parameter);
         const auto result = throughDouble(x, [y](auto d, auto wide) {
-            hn::Mask<decltype(d)> isGood;
-            const auto power = powFast(d, wide, hn::Set(d, y), 125.5, isGood);
-            return hn::IfThenElse(isGood, power, hn::NaN(d));
+            hn::Mask<decltype(d)> isBad;
+            const auto power = powFast(d, wide, hn::Set(d, y), 125.5, isBad);
+            return hn::IfThenElse(isBad, hn::NaN(d), power);
         });
         exceptional = hn::IsNaN(result);
         return result;

@@ -1,7 +1,8 @@
 // Sine and cosine of the same angles, for less than the two apart.
 //
-// Largest error: VML_HA below 1 ulp, VML_LA below 4 ulp, VML_EP 2^-27 relative, at every finite
-// angle, near the zeros too.  An infinite angle gives NaN twice with VML_STATUS_ERRDOM.
+// Largest error: VML_HA below 1 ulp, VML_LA below 4 ulp, VML_EP 2^-27 relative (single
+// 2^-18), at every finite angle, near the zeros too.  An infinite angle gives NaN twice with
+// VML_STATUS_ERRDOM.
 #include "vectormath/angles-inl.h"
 
 namespace korvan::KORVAN_COPY {
@@ -16,32 +17,17 @@ struct SinCos {
     HWY_INLINE void operator()(Vec<Real> x, Vec<Real>& s, Vec<Real>& c,
                                Mask<Real>& exceptional) const {
         exceptional = isBeyondReach<Real, accuracy>(x);
-        if constexpr (isThroughDouble<Real, accuracy>) {
-            throughDouble(x, s, c);
-        } else {
-            const auto y = sineCosine<accuracy>(Tag<Real>(), x);
-            s = y.sine;
-            c = y.cosine;
+        const auto y = sineCosine<accuracy>(Tag<Real>(), x);
+        s = y.sine;
+        c = y.cosine;
+        if constexpr (isWidened<Real, accuracy>) {
+            const auto isFar = isToBeWidened(x);
+            if (HWY_LIKELY(!anyLane<Real>(isFar))) return;
+            const auto sineOf = [](auto d, auto wide) { return sine<Accuracy::ep>(d, wide); };
+            const auto cosineOf = [](auto d, auto wide) { return cosine<Accuracy::ep>(d, wide); };
+            s = hn::IfThenElse(isFar, throughDouble(x, sineOf), s);
+            c = hn::IfThenElse(isFar, throughDouble(x, cosineOf), c);
         }
-    }
-
-    // Both from one reduction.
-    static HWY_INLINE void throughDouble(Vec<float> x, Vec<float>& s, Vec<float>& c) {
-        const Tag<float> d;
-        const Tag<double> wide;
-        const auto compute = [&](auto v) {
-            return sineCosine<Accuracy::ep>(wide, hn::PromoteTo(wide, v));
-        };
-#if HWY_TARGET == HWY_SCALAR
-        const auto y = compute(x);
-        s = hn::DemoteTo(d, y.sine);
-        c = hn::DemoteTo(d, y.cosine);
-#else
-        const hn::Half<Tag<float>> half;
-        const auto lower = compute(hn::LowerHalf(half, x)), upper = compute(hn::UpperHalf(half, x));
-        s = hn::Combine(d, hn::DemoteTo(half, upper.sine), hn::DemoteTo(half, lower.sine));
-        c = hn::Combine(d, hn::DemoteTo(half, upper.cosine), hn::DemoteTo(half, lower.cosine));
-#endif
     }
 
     static std::int32_t element(Real x, Real* s, Real* c) {

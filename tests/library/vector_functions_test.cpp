@@ -244,6 +244,29 @@ TEST(VectorFunctions, ErrorsStayWithinTheirRows) {
     expectErrors<float>("vsErfInv", *kernels.vsErfInv, singleProbabilities, erfInv);
 }
 
+// Tails of distributions and distant angles take a way of their own, for the whole vector.
+TEST(VectorFunctions, RareLanesLeaveTheirNeighboursAlone) {
+    forEachRow([](const std::string& name, auto* row, auto zero, int results) {
+        using Real = decltype(zero);
+        constexpr std::int32_t n = 32;
+        for (const double rare : {0.9999, -0.99995, 1000.0, 3e5}) {
+            for (std::size_t at = 0; at < n; at += 5) {
+                std::vector<Real> x(n, Real{0.375}), y(2 * n);
+                x[at] = static_cast<Real>(rare);
+                callRow(row, n, x.data(), y.data(), n);
+                for (std::size_t i = 0; i < n; ++i) {
+                    Real own[2];
+                    callRow(row, 1, &x[i], own, 1);
+                    for (std::size_t k = 0; k < static_cast<std::size_t>(results); ++k) {
+                        ASSERT_TRUE(sameBits(&own[k], &y[n * k + i], 1))
+                            << name << ", " << rare << " at " << at << ", element " << i;
+                    }
+                }
+            }
+        }
+    });
+}
+
 // The double that comes nearest to a multiple of pi/2 (J.-M. Muller, Elementary Functions, 3rd ed.
 // 2016, table 11.1): its cosine, and a reduction that keeps too few bits of pi, would be noise.
 TEST(VectorFunctions, TheHardestAngleKeepsItsDigits) {
