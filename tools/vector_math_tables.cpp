@@ -58,7 +58,7 @@ void addLine(const char* format, Numbers... numbers) {
 
 // hi + lo = -ln(512 + k) - 1013 ln 2 = -ln(1 + k/512) - 1022 ln 2.
 void addLnTable() {
-    addLine("const LnTableRow lnTable[513] = {\n");
+    text += "const LnTableRow lnTable[513] = {\n";
     for (int k = 0; k <= 512; ++k) {
         Wide log, ln2, sum;
         setLog(log, 512 + k);
@@ -75,11 +75,11 @@ void addLnTable() {
         }
         addLine("    {%.17g, %.17g},\n", hi, lo);
     }
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 void addScalarLnTable() {
-    addLine("const ScalarLnRow scalarLnTable[65] = {\n");
+    text += "const ScalarLnRow scalarLnTable[65] = {\n";
     for (int k = 0; k <= 64; ++k) {
         const double inverse = std::nearbyint(64.0 / (64 + k) * 0x1p20) * 0x1p-20;
         Wide log;
@@ -88,11 +88,11 @@ void addScalarLnTable() {
         const double hi = log.roundedTo(korvan::scalarLnTableUnit) + 0.0;  // no -0
         addLine("    {%.17g, %.17g, %.17g},\n", inverse, hi, log.minus(hi));
     }
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 void addExpTable() {
-    addLine("const ExpTableRow expTable[64] = {\n");
+    text += "const ExpTableRow expTable[64] = {\n";
     for (int j = 0; j < 64; ++j) {
         Wide power;
         mpfr_set_d(power.value, j / 64.0, MPFR_RNDN);
@@ -100,18 +100,18 @@ void addExpTable() {
         const double hi = power.rounded();
         addLine("    {%.17g, %.17g},\n", hi, power.minus(hi));
     }
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 void addFineExpTable() {
-    addLine("const double fineExpTable[128] = {");
+    text += "const double fineExpTable[128] = {";
     for (int j = 0; j < 128; ++j) {
         Wide power;
         mpfr_set_d(power.value, j / 128.0, MPFR_RNDN);
         mpfr_exp2(power.value, power.value, MPFR_RNDN);
         addLine("%s%.17g,", j % 4 == 0 ? "\n    " : " ", power.rounded());
     }
-    addLine("\n};\n\n");
+    text += "\n};\n\n";
 }
 
 template <class Real>
@@ -146,11 +146,11 @@ void addWideLnTable() {
         table.hi[i] = log.roundedTo(korvan::wideLnTableUnit);
         table.lo[i] = log.minus(table.hi[i]);
     }
-    addLine("const WideLnTable wideLnTable = {\n");
+    text += "const WideLnTable wideLnTable = {\n";
     addColumn(table.inverse);
     addColumn(table.hi);
     addColumn(table.lo);
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 void addWideExpTable() {
@@ -162,10 +162,10 @@ void addWideExpTable() {
         table.hi[j] = power.rounded();
         table.lo[j] = power.minus(table.hi[j]);
     }
-    addLine("const WideExpTable wideExpTable = {\n");
+    text += "const WideExpTable wideExpTable = {\n";
     addColumn(table.hi);
     addColumn(table.lo);
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 void addSingleTables() {
@@ -180,12 +180,12 @@ void addSingleTables() {
         mpfr_exp2(power.value, power.value, MPFR_RNDN);
         exp.power[i] = mpfr_get_flt(power.value, MPFR_RNDN);
     }
-    addLine("const SingleLnTable singleLnTable = {\n");
+    text += "const SingleLnTable singleLnTable = {\n";
     addColumn(ln.inverse);
     addColumn(ln.minusLn);
-    addLine("};\n\nconst SingleExpTable singleExpTable = {\n");
+    text += "};\n\nconst SingleExpTable singleExpTable = {\n";
     addColumn(exp.power);
-    addLine("};\n\n");
+    text += "};\n\n";
 }
 
 }  // namespace

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "frame/copy_set.h"
@@ -59,6 +62,13 @@ void forEachRow(Check check) {
 #define KORVAN_VECTOR_KERNEL(name, ...) rows(#name, *vectorKernels().name);
 #include "vectormath/vector_kernels.def"
 #undef KORVAN_VECTOR_KERNEL
+}
+
+// Runs a check on a thread of its own: with the default mode, no error yet, and exception flags
+// that no other test meets.
+template <class Check>
+void onFreshThread(Check check) {
+    std::thread(check).join();
 }
 
 template <class Real>

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <limits>
-#include <thread>
 
 #include "support.h"
 #include "vector_calls.h"
@@ -16,8 +15,8 @@ namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-VmlErrorContext seen;
-std::int32_t calls;
+thread_local VmlErrorContext seen;
+thread_local std::int32_t calls;  // from 0 on each fresh thread
 
 std::int32_t writeFive(VmlErrorContext* context) {
     seen = *context;
@@ -39,13 +38,6 @@ std::int32_t callBack(VmlErrorContext* context) {
         return 0;
     }
     return writeFive(context);
-}
-
-// Runs on a thread of its own, with the default mode and no error yet.
-template <class Check>
-void onFreshThread(Check check) {
-    calls = 0;
-    std::thread(check).join();
 }
 
 double ln(double x) {
