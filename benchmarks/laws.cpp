@@ -33,9 +33,8 @@ namespace {
 template <class Real, class Fill>
 void addOurs(const std::string& law, const std::string& name, Fill fill) {
     addRow<Real>(law, name, [fill] {
-        return [stream = newStream(GEN_SFMT19937), fill](Real* r, int n) {
-            fill(stream.get(), n, r);
-        };
+        return
+            [stream = newStream(GEN_SFMT19937), fill](Real* r, int n) { fill(stream.get(), n, r); };
     });
 }
 
@@ -96,16 +95,16 @@ void addLimits(const std::string& law) {
 
 }  // namespace
 
-#define OURS(name, method, ...)                                                                  \
-    [](StreamHandle s, int n, auto* r) {                                                         \
-        if constexpr (sizeof *r == 8) {                                                          \
-            vdRng##name(method, s, n, r, __VA_ARGS__);                                           \
-        } else {                                                                                 \
-            vsRng##name(method, s, n, r, __VA_ARGS__);                                           \
-        }                                                                                        \
+#define OURS(name, method, ...)                        \
+    [](StreamHandle s, int n, auto* r) {               \
+        if constexpr (sizeof *r == 8) {                \
+            vdRng##name(method, s, n, r, __VA_ARGS__); \
+        } else {                                       \
+            vsRng##name(method, s, n, r, __VA_ARGS__); \
+        }                                              \
     }
-#define BOTH(law, label, name, method, ...)                                       \
-    addOurs<double>(law, label ", double", OURS(name, method, __VA_ARGS__));      \
+#define BOTH(law, label, name, method, ...)                                  \
+    addOurs<double>(law, label ", double", OURS(name, method, __VA_ARGS__)); \
     addOurs<float>(law, label ", single", OURS(name, method, __VA_ARGS__))
 
 void addLawRows() {
@@ -120,7 +119,8 @@ void addLawRows() {
     BOTH("Exponential", "Exponential", Exponential, 0, 0, 1);
     addBoost("Exponential", "exponential_distribution",
              boost::random::exponential_distribution<>());
-    addNumpy("Exponential", "exponential", [](bitgen_t* g) { return random_standard_exponential(g); });
+    addNumpy("Exponential", "exponential",
+             [](bitgen_t* g) { return random_standard_exponential(g); });
     addLimits("Exponential");
 
     BOTH("Laplace", "Laplace", Laplace, 0, 0, 1);

@@ -122,8 +122,18 @@ HWY_INLINE void fillThroughHistory(std::uint32_t* w, const Sink& sink, std::size
     for (;; i += chunk) {
         const std::size_t count = end - i < chunk ? end - i : chunk;
         const std::size_t elements = (count + 3) / 4;
-        recursion.make(history, history + 4 * sfmtMiddle, made, elements);
-        putWords(sink, i, made, count);
+        // The recursion waits for its own results; the words made before are put meanwhile.
+        constexpr std::size_t batch = 16;
+        std::size_t put = 0;
+        for (std::size_t k = 0; k < elements; k += batch) {
+            const std::uint32_t* const oldest = history + 4 * k;
+            recursion.make(oldest, oldest + 4 * sfmtMiddle, made + 4 * k,
+                           elements - k < batch ? elements - k : batch);
+            if (k == 0) continue;
+            putWords(sink, i + put, made + put, 4 * batch);
+            put += 4 * batch;
+        }
+        putWords(sink, i + put, made + put, count - put);
         std::uint32_t* const window = count == end - i ? w : history;
         copyWords<sfmtWords>(history + 4 * elements, window);
         if (window == w) break;
