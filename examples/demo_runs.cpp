@@ -76,19 +76,6 @@ class Moments {
     double count_ = 0, mean_ = 0, squares_ = 0;
 };
 
-// Two independent normals from two uniforms on [0, 1).
-// Source: G. E. P. Box, M. E. Muller, A note on the generation of random normal deviates, Ann.
-// Math. Stat. 29 (1958) 610-611.
-void normalsFromUniforms(std::vector<double>& x) {
-    for (std::size_t i = 0; i + 1 < x.size(); i += 2) {
-        const double u = std::max(1 - x[i], 0x1p-54);  // 0 has no logarithm
-        const double radius = std::sqrt(-2 * std::log(u));
-        const double angle = 2 * std::numbers::pi * x[i + 1];
-        x[i] = radius * std::cos(angle);
-        x[i + 1] = radius * std::sin(angle);
-    }
-}
-
 // Draws `total` samples, a block at a time: values(stream, count) gives the next `count`.
 template <class Values>
 Estimate average(const Generator& generator, std::uint32_t seed, std::int64_t total,
@@ -168,10 +155,11 @@ Estimate priceCall(const Generator& generator, std::uint32_t seed, const Call& c
     std::vector<double> x;
     return average(generator, seed, paths, progress,
                    [&](StreamHandle stream, std::size_t count) -> const std::vector<double>& {
-                       x.resize(count + count % 2);
-                       fillUniform(stream, x);
-                       normalsFromUniforms(x);
                        x.resize(count);
+                       // In pairs, which two-dimensional quasi-random points are as well.
+                       succeed(vdRngGaussian(METHOD_GAUSSIAN_BOX_MULLER_PAIRED, stream,
+                                             static_cast<std::int32_t>(count), x.data(), 0.0, 1.0),
+                               "vdRngGaussian");
                        for (double& value : x) {
                            const double end = call.spot * std::exp(drift + deviation * value);
                            value = discount * std::max(end - call.strike, 0.0);

@@ -5,6 +5,7 @@
 #   clang      the second compiler
 #   format     the formatter that .ci/run checks with
 #   bench      the libraries that the benchmarks compare with
+#   plots      what scripts/gallery.sh draws with
 #   tools      what makes and checks the committed tables
 #   emulator   the processor emulator of scripts/avx512.sh
 # Nothing is touched when everything is there.
@@ -18,6 +19,7 @@ packages_of() {
         format) echo clang-format git ;;
         bench) echo python3-minimal util-linux libbenchmark-dev librandom123-dev libgsl-dev \
             libboost-dev libabsl-dev libdsfmt-dev libsleef-dev python3-numpy ;;
+        plots) echo gnuplot-nox ;;
         tools) echo libmpfr-dev python3-minimal python3-mpmath ;;
         emulator) echo bochs bochsbios vgabios genisoimage isolinux syslinux-common cpio ;;
         *) echo "setup.sh: there is no group '$1'" >&2 && exit 2 ;;
