@@ -69,7 +69,7 @@ void runInParts(std::int32_t n, const void* call, PartRoutine part) {
     if (count <= 1) return part(call, 0, n);
     getModeWord();  // read, before it is handed on
     Parts parts{.n = n, .count = count, .call = call, .part = part, .caller = vectorMathThread()};
-    qvx_vsl_serv_threader_for(count, count, &parts, runPart);
+    qvx_vsl_serv_threader_for(count, 0, &parts, runPart);
     _mm_setcsr(_mm_getcsr() | parts.flags);
     if (parts.failedPart < 0) return;
     vectorMathThread().status = parts.status;
