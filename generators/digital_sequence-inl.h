@@ -40,18 +40,32 @@ HWY_INLINE std::size_t lowestZeroBit(std::uint32_t n) {
 }
 
 // The definition: the next `count` words.
-HWY_INLINE void nextWords(SequenceRun& run, std::uint32_t* words, std::size_t count) {
-    std::size_t d = run.given();
-    for (std::size_t i = 0; i < count;) {
-        const std::size_t left = count - i;
-        const std::size_t end = left < run.width - d ? d + left : run.width;
-        for (; d < end; ++d) words[i++] = run.point[d];
-        if (d < run.width) break;
-        d = 0;
-        const std::uint32_t* v = run.directionsAt(lowestZeroBit(run.index++));
-        for (std::size_t k = 0; k < run.width; ++k) run.point[k] ^= v[k];
+HWY_INLINE void nextWords(SequenceRun& run, std::uint32_t* HWY_RESTRICT words, std::size_t count) {
+    std::uint32_t* HWY_RESTRICT point = run.point;
+    const std::size_t width = run.width, given = run.given();
+    if (width == 1) {  // three times as fast as in general, and every chosen component is so
+        std::uint32_t x = point[0];
+        for (std::size_t i = 0; i < count; ++i) {
+            words[i] = x;
+            x ^= *run.directionsAt(lowestZeroBit(run.index++));
+        }
+        point[0] = x;
+        return;
     }
-    run.remaining = d == 0 ? 0 : run.width - d;
+    const std::size_t end = given + count;  // in words from the current vector's first one
+    std::uint32_t* vector = words - given;  // where it would begin
+    std::size_t d = given;
+    std::size_t left = end;
+    for (; left >= width; left -= width, vector += width, d = 0) {
+        const std::uint32_t* HWY_RESTRICT v = run.directionsAt(lowestZeroBit(run.index++));
+        for (std::size_t k = 0; k < d; ++k) point[k] ^= v[k];
+        for (std::size_t k = d; k < width; ++k) {
+            vector[k] = point[k];
+            point[k] ^= v[k];
+        }
+    }
+    for (; d < left; ++d) vector[d] = point[d];
+    run.remaining = left == 0 ? 0 : width - left;
 }
 
 template <class Sink>
@@ -125,27 +139,38 @@ class SequenceRows {
     std::uint32_t number;       // of the current row
     std::uint32_t* current;     // its words
     std::uint32_t isReady = 0;  // bit c: differences[c] has been made
-    std::uint32_t own[2 * leastRow];
-    std::uint32_t differences[directionsPerDimension][2 * leastRow];
+    static constexpr std::size_t bufferWords = 2 * leastRow + wordLanes;
+    std::uint32_t own[bufferWords];
+    std::uint32_t differences[directionsPerDimension][bufferWords];
 
     HWY_INLINE std::uint32_t mask() const { return (1u << shift) - 1; }
 
-    // From the current vector back to the row's first one, and forward from there.
+    // Makes the first `width` words the first `end`, at least, by repeating them.  Reads and writes
+    // by registers: what is beside the words copied is overwritten later.
+    HWY_INLINE void repeat(std::uint32_t* row, std::size_t end) const {
+        for (std::size_t made = run.width; made < end; made *= 2) {
+            for (std::size_t k = 0; k < made; k += wordLanes) {
+                storeWords(loadWords(row + k), row + made + k);
+            }
+        }
+    }
+
+    // From the current vector back to the row's first one; from there on by doubling, since
+    // vectors 2^j + k and k, k < 2^j, differ by v[j] and v[j - 1].
     HWY_INLINE void makeFirstRow() {
         current = own;
         const std::uint32_t vector = run.index & mask();
-        const std::uint32_t gray = vector ^ (vector >> 1);
         for (std::size_t d = 0; d < run.width; ++d) own[d] = run.point[d];
+        movePoint(own, run.directions, run.width, run.stride, vector, 0);
+        std::uint32_t difference[bufferWords];
         for (unsigned j = 0; j < shift; ++j) {
-            const std::uint32_t isIn = 0u - ((gray >> j) & 1);
-            const std::uint32_t* v = run.directionsAt(j);
-            for (std::size_t d = 0; d < run.width; ++d) own[d] ^= v[d] & isIn;
-        }
-        for (std::uint32_t k = 0; k < mask(); ++k) {
-            const std::uint32_t* from = own + k * run.width;
-            std::uint32_t* to = own + (k + 1) * run.width;
-            const std::uint32_t* v = run.directionsAt(lowestZeroBit(k));
-            for (std::size_t d = 0; d < run.width; ++d) to[d] = from[d] ^ v[d];
+            const std::uint32_t *v = run.directionsAt(j), *w = run.directionsAt(j > 0 ? j - 1 : 0);
+            for (std::size_t d = 0; d < run.width; ++d) difference[d] = j > 0 ? v[d] ^ w[d] : v[d];
+            const std::size_t made = run.width << j;
+            repeat(difference, made);
+            for (std::size_t k = 0; k < made; k += wordLanes) {
+                storeWords(xorOf(loadWords(own + k), loadWords(difference + k)), own + made + k);
+            }
         }
     }
 
@@ -164,7 +189,7 @@ class SequenceRows {
         isReady |= 1u << c;
         const std::uint32_t *v = run.directionsAt(shift + c), *w = run.directionsAt(shift - 1);
         for (std::size_t d = 0; d < run.width; ++d) row[d] = v[d] ^ w[d];
-        for (std::size_t k = run.width; k < words; ++k) row[k] = row[k - run.width];
+        repeat(row, words);
         return row;
     }
 

@@ -77,31 +77,40 @@ Parameters readParameters(std::int32_t count, const std::uint32_t* s) {
 
 // ---- Direction numbers ----
 
-// Row r of the generator matrix C is a window of 32 bits in the sequence V of the polynomial's
-// power p^k whose terms follow the recurrence with the characteristic polynomial p^k: a power of
-// degree M = e k gives the e rows from M - e on, V beginning with M - e zeros and e ones.
+std::uint64_t reversed(std::uint64_t x) {
+    x = (x >> 1 & 0x5555555555555555) | (x & 0x5555555555555555) << 1;
+    x = (x >> 2 & 0x3333333333333333) | (x & 0x3333333333333333) << 2;
+    x = (x >> 4 & 0x0F0F0F0F0F0F0F0F) | (x & 0x0F0F0F0F0F0F0F0F) << 4;
+    return __builtin_bswap64(x);
+}
+
+// Row r of the generator matrix C is 32 terms of a recurrent sequence V, and bit 31 - r of v_j is
+// C[r][j].  The power p^k of the polynomial p of degree e is the characteristic polynomial of the V
+// that gives the e rows from row = e (k - 1) on: C[row + u][j] = V[u + j].  This V begins with
+// `row` zeros and e ones; it has e + 31 terms.
 void buildColumn(std::uint32_t polynomial, std::uint32_t* column, std::size_t stride) {
-    constexpr std::size_t rows = directionsPerDimension;
     const auto e = static_cast<std::size_t>(std::bit_width(polynomial) - 1);
-    std::uint32_t v[rows] = {};
+    const std::uint64_t ones = (std::uint64_t{1} << e) - 1;
+    std::uint32_t v[directionsPerDimension] = {};
     std::uint32_t power = 1;  // p^k
-    for (std::size_t row = 0; row < rows;) {
+    for (std::size_t row = 0; row < directionsPerDimension; row += e) {
         power = product(power, polynomial);
         const std::size_t m = row + e;  // its degree
-        // Bit i of V is V[i]; it has at most 62.
-        std::uint64_t V = ((std::uint64_t{1} << e) - 1) << row;
-        const std::uint64_t lower = m < 32 ? power & ((std::uint64_t{1} << m) - 1) : power;
+        const std::uint64_t lower = m < 32 ? power ^ (1u << m) : power;
+        std::uint64_t terms = ones << row;  // bit i: V[i]
         for (std::size_t r = m; r < e + 31; ++r) {
-            const auto term = static_cast<std::uint64_t>(std::popcount(lower & (V >> (r - m))) & 1);
-            V |= term << r;
+            const auto sum = static_cast<unsigned>(__builtin_parityll(lower & terms >> (r - m)));
+            terms |= std::uint64_t{sum} << r;
         }
-        for (std::size_t u = 0; u < e && row < rows; ++u, ++row) {
-            // C[row][j] = V[u + j] is bit 31 - row of v_j.
-            const auto window = static_cast<std::uint32_t>(V >> u);
-            for (std::size_t j = 0; j < rows; ++j) v[j] |= ((window >> j) & 1) << (31 - row);
+        // Bits e - 1 .. 0 of a window are V[j] .. V[j + e - 1]: rows `row` .. m - 1 of column j.
+        const std::uint64_t mirrored = reversed(terms);
+        // Columns before these have their ones in earlier rows alone.
+        for (std::size_t j = row < e ? 0 : row - e + 1; j < directionsPerDimension; ++j) {
+            const std::uint64_t window = mirrored >> (64 - j - e) & ones;
+            v[j] |= static_cast<std::uint32_t>(window << 32 >> m);
         }
     }
-    for (std::size_t j = 0; j < rows; ++j) column[j * stride] = v[j];
+    for (std::size_t j = 0; j < directionsPerDimension; ++j) column[j * stride] = v[j];
 }
 
 void buildTables(const Parameters& parameters, std::uint32_t* point, std::uint32_t* directions) {
