@@ -90,8 +90,8 @@ HWY_INLINE void putRun(const Sink& sink, std::size_t n, SequenceRun& run) {
 
 constexpr std::size_t leastRow = 64;    // words, at least as many as a register holds
 constexpr std::size_t rowsInBlock = 8;  // that are made in one pass over the columns
-// Words below which the rows don't pay.
-constexpr std::size_t leastWordsForRows = 2 * leastRow;
+// Words from which on the rows pay: those of narrow sequences have to be made first.
+constexpr std::size_t leastOfNarrow = 4 * leastRow, leastOfWide = leastRow;
 
 // The rows of a run.
 class SequenceRows {
@@ -239,7 +239,8 @@ class SequenceRows {
 
 template <class Sink>
 HWY_INLINE void putRun(const Sink& sink, std::size_t n, SequenceRun& run) {
-    if (n < leastWordsForRows) return putNextWords(sink, n, run);
+    const bool isNarrow = run.width < leastRow;
+    if (n < (isNarrow ? leastOfNarrow : leastOfWide)) return putNextWords(sink, n, run);
     SequenceRows(run).put(sink, n);
 }
 
@@ -314,8 +315,8 @@ HWY_INLINE std::int32_t fillSequence(const DigitalSequence& sequence, std::int32
     if (words > lastVector - at.index) return RNG_QUASI_PERIOD_ELAPSED;
 
     const auto dimension = static_cast<std::size_t>(at.dimension);
-    SequenceRun run{sequence.point, sequence.directions, dimension, dimension, at.index,
-                    at.remaining};
+    SequenceRun run{sequence.point, sequence.directions, dimension, dimension,
+                    at.index,       at.remaining};
     const bool isWhole = at.component == allComponents;
     if (!isWhole) {
         run.point += at.component;
@@ -361,8 +362,8 @@ struct UnsignedSingleSink {
     HWY_INLINE void put(std::size_t i, WordBatch words) const {
         const hn::RebindToFloat<WordTag> tag;
         const auto ints = hn::BitCast(hn::RebindToSigned<WordTag>(), words);
-        const auto carry = hn::And(hn::BitCast(tag, hn::BroadcastSignBit(ints)),
-                                   hn::Set(tag, 0x1p32F));
+        const auto carry =
+            hn::And(hn::BitCast(tag, hn::BroadcastSignBit(ints)), hn::Set(tag, 0x1p32F));
         const auto numbers = hn::Add(hn::ConvertTo(tag, ints), carry);
         hn::StoreU(hn::MulAdd(numbers, hn::Set(tag, scale), hn::Set(tag, offset)), tag, r + i);
     }
@@ -376,8 +377,7 @@ HWY_INLINE std::int32_t fillSingles(const DigitalSequence& sequence, std::int32_
 
 HWY_INLINE std::int32_t fillDoubles(const DigitalSequence& sequence, std::int32_t n, double* r,
                                     double a, double b) {
-    return fillSequence(sequence, n,
-                        DoubleSink<WordSign::isUnsigned>{r, (b - a) * wordScale, a});
+    return fillSequence(sequence, n, DoubleSink<WordSign::isUnsigned>{r, (b - a) * wordScale, a});
 }
 
 }  // namespace

@@ -77,8 +77,7 @@ void movePoint(std::uint32_t* point, const std::uint32_t* directions, std::size_
 std::int32_t splitSequence(std::int32_t op, const DigitalSequence& sequence, std::int32_t n,
                            const std::uint32_t* params) {
     switch (op) {
-        case OP_LEAPFROG:
-            return sequence.point ? choose(sequence, n, params[0]) : RNG_NULL_POINTER;
+        case OP_LEAPFROG: return sequence.point ? choose(sequence, n, params[0]) : RNG_NULL_POINTER;
         case OP_SKIPAHEAD:
             if (n < 1) return RNG_NO_SKIP_AHEAD;
             return sequence.point ? skip(sequence, skipCount(params)) : RNG_NULL_POINTER;

@@ -6,11 +6,13 @@
 
 namespace korvan::KORVAN_COPY {
 
-std::int32_t niederreiterFillSingle(StreamHandle stream, std::int32_t n, float* r, float a, float b) {
+std::int32_t niederreiterFillSingle(StreamHandle stream, std::int32_t n, float* r, float a,
+                                    float b) {
     return fillSingles(niederreiterSequence(stream), n, r, a, b);
 }
 
-std::int32_t niederreiterFillDouble(StreamHandle stream, std::int32_t n, double* r, double a, double b) {
+std::int32_t niederreiterFillDouble(StreamHandle stream, std::int32_t n, double* r, double a,
+                                    double b) {
     return fillDoubles(niederreiterSequence(stream), n, r, a, b);
 }
 

@@ -80,7 +80,7 @@ bool readUserTables(std::uint64_t count, const std::uint32_t* s, Parameters& use
             user.numbersEach = s[3];
             user.numbers = s + 4;
             return fitsState && count >= (dimension - 1) * user.numbersEach + 4;
-        case 3:  // both
+        case 3:     // both
         case 11: {  // both, for dimension 1 as well
             user.firstGiven = s[2] == 3 ? 1 : 0;
             user.isAttached = true;
