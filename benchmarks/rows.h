@@ -76,12 +76,13 @@ struct NamedGenerator {
     GeneratorId id;
 };
 
-// The generators that this library contains.
+// The generators that this library contains, but for those of finite length.
 std::vector<NamedGenerator> presentGenerators();
 
 void addWordRows();
 void addRealRows();
 void addIntegerRows();
+void addQuasiRandomRows();
 void addServiceRows();
 void addMemoryRows();
 

@@ -116,6 +116,10 @@ void transposeDirections(const std::uint32_t* byDimension, std::size_t dimension
     }
 }
 
+bool areZeros(const std::uint32_t* begin, const std::uint32_t* end) {
+    return std::all_of(begin, end, [](std::uint32_t word) { return word == 0; });
+}
+
 bool hasAttachment(const StreamRecord* stream, std::uint32_t tag, std::uint64_t size,
                    Sharing sharing) {
     const StreamAttachment* node = firstAttachment(stream);

@@ -44,15 +44,17 @@ void movePoint(std::uint32_t* point, const std::uint32_t* directions, std::size_
 std::int32_t splitSequence(std::int32_t op, const DigitalSequence& sequence, std::int32_t n,
                            const std::uint32_t* params);
 
-// Can a sequence of at most `dimensions` components be there?
+// Can a sequence of at most `dimensions` components stand there?
 bool isPosition(const SequencePosition& at, std::uint32_t dimensions);
 
 // Is the point the vector of the index?  Of a chosen component alone, as only that one is kept.
 bool isAtIndex(const DigitalSequence& sequence);
 
-// Column j of a table in rows of one dimension each, as callers give it, or the other way round.
+// The direction numbers that a caller gives, 32 a dimension, in the order of a sequence's.
 void transposeDirections(const std::uint32_t* byDimension, std::size_t dimension,
                          std::uint32_t* directions);
+
+bool areZeros(const std::uint32_t* begin, const std::uint32_t* end);
 
 // Does the stream hold an attachment with the tag and of this size, and under a key or not?
 enum class Sharing { own, any };

@@ -173,17 +173,13 @@ bool niederreiterIsState(const StreamRecord* stream) {
     const auto dimension = static_cast<std::size_t>(state.at.dimension);
     const bool isAttached = dimension > niederreiterDimensions;
     const std::size_t kept = isAttached ? 0 : dimension;  // columns of the state's own tables
-    const auto isZero = [](std::uint32_t word) { return word == 0; };
-    if (!std::all_of(state.point + kept, std::end(state.point), isZero) ||
-        !std::all_of(state.directions + kept * directionsPerDimension, std::end(state.directions),
-                     isZero) ||
-        !std::ranges::all_of(state.spare, isZero)) {
-        return false;
-    }
     const bool hasTables =
         !isAttached ||
         hasAttachment(stream, tagNiederreiter, dimension * bytesPerDimension, Sharing::own);
-    return hasTables && isAtIndex(niederreiterSequence(const_cast<StreamHandle>(stream)));
+    return areZeros(state.point + kept, std::end(state.point)) &&
+           areZeros(state.directions + kept * directionsPerDimension, std::end(state.directions)) &&
+           areZeros(state.spare, std::end(state.spare)) && hasTables &&
+           isAtIndex(niederreiterSequence(const_cast<StreamHandle>(stream)));  // which only reads
 }
 
 }  // namespace korvan

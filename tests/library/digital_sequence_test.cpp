@@ -160,8 +160,8 @@ TEST(DigitalSequences, RealsAreUnsignedWordsFromTheLowerEnd) {
 // Widths below, at and above those of vectors and rows; parts that end at any place.
 TEST(DigitalSequences, AnyWidthInAnyParts) {
     for (const GeneratorId id : both) {
-        for (const std::uint32_t s : {1, 2, 3, 4, 5, 8, 12, 16, 21, 31, 32, 33, 40, 63, 64, 65, 130,
-                                      200, 317, 318}) {
+        for (const std::uint32_t s :
+             {1, 2, 3, 4, 5, 8, 12, 16, 21, 31, 32, 33, 40, 63, 64, 65, 130, 200, 317, 318}) {
             if (id == GEN_SOBOL && s > 40) continue;
             const std::size_t n = 40 * std::size_t{s} + 9000;
             Words expected;  // vector by vector, and so by the definition
@@ -227,8 +227,8 @@ TEST(DigitalSequences, AComponentIsItsColumnFromTheFirstOneNotGiven) {
         }
         const Stream stream(id, s);
         const auto before = stateBytes(stream);
-        for (const auto& [k, streams] : {std::pair{0, 2}, {0, chosen - 1}, {6, chosen},
-                                         {-1, chosen}, {0, 0}}) {
+        for (const auto& [k, streams] :
+             {std::pair{0, 2}, {0, chosen - 1}, {6, chosen}, {-1, chosen}, {0, 0}}) {
             EXPECT_EQ(vslLeapfrogStream(stream, k, streams), RNG_NO_LEAPFROG) << k;
         }
         EXPECT_EQ(stateBytes(stream), before);
@@ -377,8 +377,8 @@ TEST(Sobol, ListsThatAreNotWholeMeanTheDefaultTables) {
     const auto without = [](Words list) { return list.pop_back(), list; };
     const Words class1 = Words{5, 1, 1} + fives, class2 = Words{5, 1, 2, 8} + twelve;
     const Words class3 = Words{5, 1, 3} + fives + Words{8} + twelve;
-    const Words class11 = Words{5, 1, 11} + published.polynomials(5) + Words{8} +
-                          published.initialRows(5, 8);
+    const Words class11 =
+        Words{5, 1, 11} + published.polynomials(5) + Words{8} + published.initialRows(5, 8);
     const Words class4 = Words{5, 1, 4} + Words(160, 1);
     const auto with = [](Words list, std::size_t at, std::uint32_t value) {
         return list[at] = value, list;
@@ -584,10 +584,10 @@ TEST(Niederreiter, UsersTablesAreUsed) {
 // Streams whose tables are attachments.
 std::vector<std::pair<GeneratorId, Words>> attachedSeeds() {
     const PublishedNumbers published;
-    return {{GEN_SOBOL, Words{3, 1, 3} + published.polynomials(2) + Words{8} +
-                            published.initialRows(2, 8)},
-            {GEN_SOBOL, Words{70, 1, 3} + published.polynomials(69) + Words{8} +
-                            published.initialRows(69, 8)},
+    return {{GEN_SOBOL,
+             Words{3, 1, 3} + published.polynomials(2) + Words{8} + published.initialRows(2, 8)},
+            {GEN_SOBOL,
+             Words{70, 1, 3} + published.polynomials(69) + Words{8} + published.initialRows(69, 8)},
             {GEN_NIEDERREITER, Words{320, 1, 1} + Words(320, 7)}};
 }
 
@@ -596,8 +596,7 @@ TEST(AttachedTables, FollowTheLaws) {
         const auto s = static_cast<std::size_t>(seed[0]);
         const Stream original(id, seed);
         const Words whole = drawWords(Stream(original), 20 * s + 9000);
-        const GeneratorProperties& plain =
-            copySetOfBranch(0).generators[(id >> 20) - 1].properties;
+        const GeneratorProperties& plain = copySetOfBranch(0).generators[(id >> 20) - 1].properties;
         Words expected(whole.size());
         ASSERT_EQ(plain.fillBits(Stream(original), static_cast<std::int32_t>(whole.size()),
                                  expected.data()),
@@ -622,8 +621,7 @@ TEST(AttachedTables, FollowTheLaws) {
         ASSERT_EQ(vslCopyStreamState(other, copy), RNG_OK);
         drawWords(copy, 1000);
         drawWords(other, 10);
-        EXPECT_EQ(drawWords(original, 2000),
-                  Words(whole.begin(), whole.begin() + 2000));
+        EXPECT_EQ(drawWords(original, 2000), Words(whole.begin(), whole.begin() + 2000));
         EXPECT_EQ(drawWords(other, 10), Words(whole.begin() + 10, whole.begin() + 20));
         EXPECT_EQ(sharedBlocks().count(), id == GEN_SOBOL ? 1u : 0u);
         if (id == GEN_SOBOL) {
@@ -737,12 +735,12 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
         for (const std::uint32_t value : {0u, positionOf(stream).index + 1, ~0u}) {
             EXPECT_EQ(tryWith(stateAt, value), RNG_BAD_MEMORY_FORMAT) << "index " << value;
         }
-        EXPECT_EQ(tryWith(stateAt + 8, s), RNG_BAD_MEMORY_FORMAT);        // component
+        EXPECT_EQ(tryWith(stateAt + 8, s), RNG_BAD_MEMORY_FORMAT);  // component
         EXPECT_EQ(tryWith(stateAt + 8, 0xFFFFFFFE), RNG_BAD_MEMORY_FORMAT);
         EXPECT_EQ(tryWith(stateAt + 8, s - 1), RNG_OK);
-        EXPECT_EQ(tryWith(stateAt + 12, s), RNG_BAD_MEMORY_FORMAT);       // remaining
+        EXPECT_EQ(tryWith(stateAt + 12, s), RNG_BAD_MEMORY_FORMAT);  // remaining
         EXPECT_EQ(tryWith(stateAt + 12, s - 1), RNG_OK);
-        EXPECT_EQ(tryWith(stateAt + 16, 1), RNG_BAD_MEMORY_FORMAT);       // the state's own point
+        EXPECT_EQ(tryWith(stateAt + 16, 1), RNG_BAD_MEMORY_FORMAT);  // the state's own point
         for (const std::uint32_t count : {0, 1}) {
             if (count < attachmentCount(stream)) {
                 EXPECT_EQ(tryWith(countAt, count, 2), RNG_BAD_MEMORY_FORMAT) << count;
