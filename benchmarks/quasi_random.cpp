@@ -80,15 +80,14 @@ void addQuasiRandomRows() {
     addPeer("quasi-random doubles", "peer gsl niederreiter_2, 10", gsl_qrng_niederreiter_2, 10);
     addLimit<double>("quasi-random doubles");
     for (const Sequence& sequence : sequences) {
-        benchmark::RegisterBenchmark(
-            (std::string("create and delete/") + sequence.name).c_str(),
-            [&sequence](benchmark::State& state) {
-                for (auto _ : state) {
-                    StreamHandle stream = makeStream(sequence);
-                    benchmark::DoNotOptimize(stream);
-                    vslDeleteStream(&stream);
-                }
-            });
+        benchmark::RegisterBenchmark((std::string("create and delete/") + sequence.name).c_str(),
+                                     [&sequence](benchmark::State& state) {
+                                         for (auto _ : state) {
+                                             StreamHandle stream = makeStream(sequence);
+                                             benchmark::DoNotOptimize(stream);
+                                             vslDeleteStream(&stream);
+                                         }
+                                     });
     }
 }
 

@@ -1,5 +1,5 @@
-// Reads a file of direction numbers for Sobol's sequence, and makes of it the parameters of a stream
-// in any number of dimensions.
+// Reads a file of direction numbers for Sobol's sequence, and makes of it the parameters of a
+// stream in any number of dimensions.
 //
 // The format is that of S. Joe and F. Y. Kuo, Constructing Sobol sequences with better
 // two-dimensional projections, SIAM J. Sci. Comput. 30 (2008) 2635-2654, whose file for 21201

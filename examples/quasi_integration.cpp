@@ -1,5 +1,5 @@
-// Integrates a function of 10, of 40 and of 64 variables over the unit cube with quasi-random points
-// and with pseudo-random ones, and prints how far off each is.
+// Integrates a function of 10, of 40 and of 64 variables over the unit cube with quasi-random
+// points and with pseudo-random ones, and prints how far off each is.
 //
 // usage: quasi_integration [FILE]       direction numbers of 64 dimensions: see direction_numbers.h
 //
@@ -43,7 +43,8 @@ double errorOf(GeneratorId generator, const std::vector<std::uint32_t>& paramete
     for (std::size_t done = 0; done < points && status == RNG_OK; done += blockPoints) {
         status = vdRngUniform(METHOD_UNIFORM_STANDARD, stream, static_cast<std::int32_t>(x.size()),
                               x.data(), 0.0, 1.0);
-        for (std::size_t k = 0; k < blockPoints; ++k) sum += integrand(&x[k * dimension], dimension);
+        for (std::size_t k = 0; k < blockPoints; ++k)
+            sum += integrand(&x[k * dimension], dimension);
     }
     vslDeleteStream(&stream);
     if (status != RNG_OK) throw std::runtime_error("vdRngUniform returned a status");
@@ -55,7 +56,8 @@ double errorOf(GeneratorId generator, const std::vector<std::uint32_t>& paramete
 int main(int argc, char** argv) try {
     const std::string file = argc > 1 ? argv[1] : DIRECTION_NUMBERS;
     bool isBetter = true;
-    std::printf("%9s %8s %12s %12s %12s\n", "variables", "points", "Sobol", "Niederreiter", "Philox");
+    std::printf("%9s %8s %12s %12s %12s\n", "variables", "points", "Sobol", "Niederreiter",
+                "Philox");
     for (const std::uint32_t dimension : {10u, 40u, 64u}) {
         // Up to 40 dimensions Sobol has tables of its own.
         const std::vector<std::uint32_t> sobol =

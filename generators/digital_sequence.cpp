@@ -122,9 +122,13 @@ bool areZeros(const std::uint32_t* begin, const std::uint32_t* end) {
 
 bool hasAttachment(const StreamRecord* stream, std::uint32_t tag, std::uint64_t size,
                    Sharing sharing) {
-    const StreamAttachment* node = firstAttachment(stream);
-    while (node && node->tag != tag) node = node->next;
-    return node && node->size == size && (sharing == Sharing::any || node->key.isNone());
+    const StreamAttachment* found = nullptr;
+    for (const StreamAttachment* node = firstAttachment(stream); node; node = node->next) {
+        if (node->tag != tag) continue;
+        if (found) return false;
+        found = node;
+    }
+    return found && found->size == size && (sharing == Sharing::any || found->key.isNone());
 }
 
 }  // namespace korvan

@@ -56,7 +56,8 @@ void transposeDirections(const std::uint32_t* byDimension, std::size_t dimension
 
 bool areZeros(const std::uint32_t* begin, const std::uint32_t* end);
 
-// Does the stream hold an attachment with the tag and of this size, and under a key or not?
+// Does the stream hold one attachment with the tag, and is that of this size, and its own?  Of two,
+// a copy of the stream would find the other one first.
 enum class Sharing { own, any };
 bool hasAttachment(const StreamRecord* stream, std::uint32_t tag, std::uint64_t size,
                    Sharing sharing);

@@ -22,22 +22,21 @@ constexpr std::uint32_t attachableDimensions =
 // Terms from t^32 on drop out.
 constexpr std::uint32_t product(std::uint32_t x, std::uint32_t y) {
     std::uint32_t sum = 0;
-    for (; y != 0; y &= y - 1) sum ^= x << std::countr_zero(y);
+    for (; y != 0; y >>= 1, x <<= 1) sum ^= (y & 1) != 0 ? x : 0;
     return sum;
 }
 
 // The first irreducible polynomials, in the order of their bits read as numbers.
 constexpr auto irreducibles = [] {
-    constexpr std::uint32_t limit = 3048;
+    constexpr std::uint32_t limit = 1 << 12;  // the last one has degree 11
     std::array<bool, limit> isProduct{};
     std::array<std::uint16_t, niederreiterDimensions> found{};
     std::size_t count = 0;
     for (std::uint32_t p = 2; count < found.size(); ++p) {
         if (isProduct.at(p)) continue;
         found[count++] = static_cast<std::uint16_t>(p);
-        const auto degree = std::bit_width(p);
-        for (std::uint32_t q = p; std::bit_width(q) + degree - 1 <= std::bit_width(limit); ++q) {
-            if (product(p, q) < limit) isProduct[product(p, q)] = true;
+        for (std::uint32_t q = p; q * std::bit_floor(p) < limit; ++q) {
+            isProduct.at(product(q, p)) = true;
         }
     }
     return found;

@@ -13,6 +13,7 @@
 #include <numeric>
 
 #include "every_kernel.h"
+#include "frame/memory.h"
 #include "frame/thread_settings.h"
 #include "streams/attachments.h"
 #include "streams/stream_record.h"
@@ -643,7 +644,9 @@ void expectUseless(const Stream& stream) {
 }
 
 TEST(AttachedTables, MemoryFailingAnywhere) {
-    for (const auto& [id, seed] : attachedSeeds()) {
+    for (const auto& attached : attachedSeeds()) {
+        const GeneratorId id = attached.first;
+        const Words& seed = attached.second;
         WatchedHeap heap;
         const Stream original(id, seed), small(id, 2);
         const Words words = drawWords(Stream(original), 5);
@@ -707,6 +710,33 @@ TEST(AttachedTables, ImagesContinueWithTheirTables) {
     EXPECT_EQ(sharedBlocks().count(), 0u);
 }
 
+// Images that were written once: seeds for the fuzzer as well.
+std::string goldenFile(GeneratorId id) {
+    return std::string(KORVAN_TEST_DATA "images/attached_") +
+           (id == GEN_SOBOL ? "sobol" : "niederreiter") + ".image";
+}
+
+TEST(AttachedTables, DISABLED_WriteMissing) {
+    const auto seeds = attachedSeeds();
+    for (const auto& [id, seed] : {seeds.front(), seeds.back()}) {
+        const Stream stream(id, seed);
+        drawWords(stream, 1001);
+        EXPECT_EQ(vslSaveStreamF(stream, goldenFile(id).c_str()), RNG_OK);
+    }
+}
+
+TEST(AttachedTables, GoldenImagesAreRead) {
+    const auto seeds = attachedSeeds();
+    for (const auto& [id, seed] : {seeds.front(), seeds.back()}) {
+        const Stream stream(id, seed);
+        drawWords(stream, 1001);
+        Stream loaded(GEN_MCG31);
+        vslDeleteStream(&loaded.handle);
+        ASSERT_EQ(vslLoadStreamF(&loaded.handle, goldenFile(id).c_str()), RNG_OK);
+        EXPECT_EQ(drawWords(loaded, 3000), drawWords(stream, 3000));
+    }
+}
+
 // Words of the header, of the state's begin and of each entry's, changed one at a time: what is
 // accepted stays inside its tables (under the address sanitizer).
 TEST(AttachedTables, ForgedImagesAreRefused) {
@@ -753,6 +783,14 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
         EXPECT_EQ(tryWith(entryAt + 24, 12345), RNG_BAD_MEMORY_FORMAT);
         EXPECT_EQ(tryWith(entryAt + 4, 12345), RNG_BAD_MEMORY_FORMAT);
         EXPECT_EQ(tryWith(entryAt, tagSobol), RNG_BAD_MEMORY_FORMAT);
+    }
+    // A second table with the same tag, which a copy would find first.
+    for (const auto& [id, seed] : attachedSeeds()) {
+        const Stream stream(id, seed);
+        void* block = alignedAlloc(4, recordAlignment);
+        std::memset(block, 0, 4);
+        ASSERT_EQ(attach(stream, firstAttachment(stream)->tag, nullptr, block, 4), RNG_OK);
+        EXPECT_EQ(LoadedStream(imageOf(stream)).status, RNG_BAD_MEMORY_FORMAT);
     }
     // Shorter tables than the dimension's, whole in themselves.
     const auto seeds = attachedSeeds();
