@@ -78,10 +78,12 @@ HWY_INLINE void putNextWords(const Sink& sink, std::size_t n, SequenceRun& run) 
     }
 }
 
+// Puts the next n words.  The sink comes by value: its members then stay in registers.
+
 #if HWY_TARGET == HWY_SCALAR
 
 template <class Sink>
-HWY_INLINE void putRun(const Sink& sink, std::size_t n, SequenceRun& run) {
+HWY_NOINLINE void putRun(const Sink sink, std::size_t n, SequenceRun& run) {
     putNextWords(sink, n, run);
 }
 
@@ -197,47 +199,69 @@ class SequenceRows {
         for (std::size_t k = 0; k < words; ++k) current[k] ^= v[k];
     }
 
-    // column(k, x) for registers x that cover the row, its elements k ...: the last one overlaps
-    // the one before it, and has been loaded before that was stepped.
-    template <class Column>
-    HWY_INLINE void forColumns(Column column) const {
-        const WordBatch last = loadWords(current + (words - wordLanes));
-        std::size_t k = 0;
-        for (; k + wordLanes <= words; k += wordLanes) column(k, loadWords(current + k));
-        if (k < words) column(words - wordLanes, last);
+    // Elements k .. of the current row, to the array's from `at` on, and of the row behind it.
+    template <class Sink>
+    static HWY_INLINE void putColumn(const Sink& sink, std::size_t at, WordBatch x,
+                                     const std::uint32_t* v, std::uint32_t* row) {
+        sink.put(at, x);
+        storeWords(xorOf(x, loadWords(v)), row);
     }
 
+    // The registers that cover a row: the last one overlaps the one before it, and has to be loaded
+    // before that is stepped.  The members are copied first, since the stores could be to them.
     template <class Sink>
     HWY_INLINE void putRow(const Sink& sink, std::size_t i) {
         const std::uint32_t* v = difference(lowestZeroBit(number++));
-        forColumns([&](std::size_t k, WordBatch x) {
-            sink.put(i + k, x);
-            storeWords(xorOf(x, loadWords(v + k)), current + k);
-        });
+        const std::size_t count = words, tail = words - wordLanes;
+        std::uint32_t* row = current;
+        const WordBatch last = loadWords(row + tail);
+        std::size_t k = 0;
+        for (; k + wordLanes <= count; k += wordLanes) {
+            putColumn(sink, i + k, loadWords(row + k), v + k, row + k);
+        }
+        if (k < count) putColumn(sink, i + tail, last, v + tail, row + tail);
+    }
+
+    // Direction numbers of the rows from one to the next, the last of them to the next block.
+    struct BlockDifferences {
+        const std::uint32_t *v0, *v1, *v2, *v;
+    };
+
+    template <class Sink>
+    static HWY_INLINE void putBlockColumn(const Sink& sink, std::size_t at, std::size_t spacing,
+                                          WordBatch x, const BlockDifferences& by, std::size_t k,
+                                          std::uint32_t* row) {
+        const WordBatch d0 = loadWords(by.v0 + k), d1 = loadWords(by.v1 + k);
+        const WordBatch d2 = loadWords(by.v2 + k);
+        sink.put(at, x);
+        sink.put(at += spacing, x = xorOf(x, d0));
+        sink.put(at += spacing, x = xorOf(x, d1));
+        sink.put(at += spacing, x = xorOf(x, d0));
+        sink.put(at += spacing, x = xorOf(x, d2));
+        sink.put(at += spacing, x = xorOf(x, d0));
+        sink.put(at += spacing, x = xorOf(x, d1));
+        sink.put(at += spacing, x = xorOf(x, d0));
+        storeWords(xorOf(x, loadWords(by.v + k)), row + k);
     }
 
     template <class Sink>
     HWY_INLINE void putBlock(const Sink& sink, std::size_t i) {
-        const std::uint32_t *v0 = difference(0), *v1 = difference(1), *v2 = difference(2);
         number += rowsInBlock;
-        const std::uint32_t* v = difference(lowestZeroBit(number - 1));
-        forColumns([&](std::size_t k, WordBatch x) {
-            const WordBatch d0 = loadWords(v0 + k), d1 = loadWords(v1 + k), d2 = loadWords(v2 + k);
-            std::size_t at = i + k;
-            const auto next = [&](WordBatch d) {
-                sink.put(at, x);
-                at += words;
-                x = xorOf(x, d);
-            };
-            next(d0), next(d1), next(d0), next(d2), next(d0), next(d1), next(d0);
-            next(loadWords(v + k));
-            storeWords(x, current + k);
-        });
+        const BlockDifferences by{difference(0), difference(1), difference(2),
+                                  difference(lowestZeroBit(number - 1))};
+        const std::size_t count = words, tail = words - wordLanes;
+        std::uint32_t* row = current;
+        const WordBatch last = loadWords(row + tail);
+        std::size_t k = 0;
+        for (; k + wordLanes <= count; k += wordLanes) {
+            putBlockColumn(sink, i + k, count, loadWords(row + k), by, k, row);
+        }
+        if (k < count) putBlockColumn(sink, i + tail, count, last, by, tail, row);
     }
 };
 
 template <class Sink>
-HWY_INLINE void putRun(const Sink& sink, std::size_t n, SequenceRun& run) {
+HWY_NOINLINE void putRun(const Sink sink, std::size_t n, SequenceRun& run) {
     const bool isNarrow = run.width < leastRow;
     if (n < (isNarrow ? leastOfNarrow : leastOfWide)) return putNextWords(sink, n, run);
     SequenceRows(run).put(sink, n);
@@ -337,7 +361,7 @@ HWY_INLINE std::int32_t fillSequence(const DigitalSequence& sequence, std::int32
     Sink rest = sink;
     if (total >= parallelWords) {
         done = run.remaining;
-        putRun(rest, done, run);
+        putNextWords(rest, done, run);
         rest.r += done;
         const std::size_t vectors = (total - done) / run.width;
         if (putVectorsInParallel(rest, vectors, run)) {
