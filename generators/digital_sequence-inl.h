@@ -78,6 +78,10 @@ HWY_INLINE void putNextWords(const Sink& sink, std::size_t n, SequenceRun& run) 
     }
 }
 
+HWY_INLINE void putNextWords(const BitsSink& sink, std::size_t n, SequenceRun& run) {
+    nextWords(run, sink.r, n);
+}
+
 // Puts the next n words.  The sink comes by value: its members then stay in registers.
 
 #if HWY_TARGET == HWY_SCALAR
