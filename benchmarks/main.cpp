@@ -11,8 +11,6 @@ std::vector<NamedGenerator> presentGenerators() {
                                   {"MRG32k3a", GEN_MRG32K3A},
                                   {"MCG59", GEN_MCG59},
                                   {"WichmannHill", GEN_WH},
-                                  {"Sobol", GEN_SOBOL},
-                                  {"Niederreiter", GEN_NIEDERREITER},
                                   {"MT19937", GEN_MT19937},
                                   {"MT2203", GEN_MT2203},
                                   {"SFMT19937", GEN_SFMT19937},
@@ -38,6 +36,7 @@ int main(int argc, char** argv) {
     addRealRows();
     addIntegerRows();
     addLawRows();
+    addQuasiRandomRows();
     addServiceRows();
     addMemoryRows();
     addVectorMathRows();

@@ -76,13 +76,14 @@ struct NamedGenerator {
     GeneratorId id;
 };
 
-// The generators that this library contains.
+// The generators that this library contains, but for those of finite length.
 std::vector<NamedGenerator> presentGenerators();
 
 void addWordRows();
 void addRealRows();
 void addIntegerRows();
 void addLawRows();
+void addQuasiRandomRows();
 void addServiceRows();
 void addMemoryRows();
 void addVectorMathRows();

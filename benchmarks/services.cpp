@@ -17,7 +17,6 @@ void addServiceRows() {
                                          }
                                      });
         if (!newStream(id) || vslSkipAheadStream(newStream(id).get(), 1) < 0) continue;
-        if (id == GEN_SOBOL || id == GEN_NIEDERREITER) continue;  // of finite length
         for (const int bits : {10, 20, 21, 40, 63}) {
             benchmark::RegisterBenchmark(
                 ("skip 2^" + std::to_string(bits) + "/" + name).c_str(),

@@ -14,7 +14,7 @@ set -eu
 packages_of() {
     case $1 in
         build) echo cmake ninja-build g++ binutils pkgconf libhwy-dev libomp-dev libmemkind-dev \
-            libgtest-dev libboost-dev ;;
+            libgtest-dev libboost-dev libgsl-dev ;;
         clang) echo clang ;;
         format) echo clang-format git ;;
         bench) echo python3-minimal util-linux libbenchmark-dev librandom123-dev libgsl-dev \

@@ -83,7 +83,8 @@ enum class Loaded {
     forged,   // its owner can't have made it
 };
 
-// An owner's own test of what images bring under its tag; the stream's state is there by then.
+// An owner's own test of what images bring under its tag; the stream's state is there by then, but
+// nobody has examined it.
 struct AttachmentOwner {
     std::uint32_t tag;
     Loaded (*judge)(const StreamRecord* stream, const void* payload, std::uint32_t size);

@@ -35,8 +35,9 @@ struct GeneratorRow {
     BitWords bitWords;
     WordMap wordMap;
     Splitting splitting;
-    // True if a stream of this generator can be in the state that the record holds.  It may read
-    // the record's header for the member.  Null: every state is possible.
+    // True if a stream of this generator can be in the state that the record holds, with the
+    // attachments that hang on it: no fill then leaves its bounds.  It may read the record's header
+    // for the member.  Null: every state is possible.
     bool (*isState)(const StreamRecord* stream);
 };
 

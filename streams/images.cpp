@@ -227,12 +227,12 @@ template <class Source>
 std::int32_t loadContents(Source& source, const Description& image, const GeneratorRow& row,
                           StreamHandle stream, std::int32_t badFormat) {
     if (!source.read(stream + 1, stateBytes(row))) return RNG_FILE_READ_FAILED;
-    if (row.isState && !row.isState(stream)) return badFormat;
     std::int32_t status = missingInstructions(image.generatorId);
     for (unsigned k = 0; status >= 0 && k < image.attachmentCount; ++k) {
         status = loadAttachment(source, image.version, stream, badFormat);
     }
-    return status;
+    // The last, since the tables of a state can be among its attachments.
+    return status >= 0 && row.isState && !row.isState(stream) ? badFormat : status;
 }
 
 template <class Source>

@@ -36,7 +36,8 @@ void copyStateBytes(StreamHandle to, const StreamRecord* from, std::size_t bytes
     std::memcpy(to + 1, from + 1, bytes);
 }
 
-// Would the first `bytes` of source's state make a state of destination's generator?
+// Would the first `bytes` of source's state, with its attachments, make a state of destination's
+// generator?
 std::int32_t testForeignState(const StreamRecord* destination, const StreamRecord* source,
                               const GeneratorRow& row, std::size_t bytes) {
     if (!row.isState) return RNG_OK;
@@ -44,6 +45,7 @@ std::int32_t testForeignState(const StreamRecord* destination, const StreamRecor
     if (!trial) return RNG_NO_MEMORY;
     std::memcpy(trial, destination, recordSize(row));
     copyStateBytes(trial, source, bytes);
+    trial->attachments = source->attachments;
     const bool possible = row.isState(trial);
     alignedFree(trial);
     return possible ? RNG_OK : RNG_STREAMS_INCOMPATIBLE;

@@ -77,8 +77,8 @@ enum {
     GEN_MRG32K3A = 0x300000,         /* combined multiple recursive */
     GEN_MCG59 = 0x400000,            /* congruential, modulus 2^59 */
     GEN_WH = 0x500000,               /* Wichmann-Hill, members 0 to 272 */
-    GEN_SOBOL = 0x600000,            /* quasi-random, Sobol */
-    GEN_NIEDERREITER = 0x700000,     /* quasi-random, Niederreiter in base 2 */
+    GEN_SOBOL = 0x600000,            /* quasi-random vectors, Sobol */
+    GEN_NIEDERREITER = 0x700000,     /* quasi-random vectors, Niederreiter in base 2 */
     GEN_MT19937 = 0x800000,          /* Mersenne Twister, period 2^19937 - 1 */
     GEN_MT2203 = 0x900000,           /* Mersenne Twisters of period 2^2203 - 1, members 0 to 6023 */
     GEN_ABSTRACT_INTEGER = 0xA00000, /* the caller's own words */
@@ -151,7 +151,15 @@ typedef struct GeneratorProperties {
 KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
 
 /* The same with n seed words; how many count, and what n of 0 means, is the generator's.
- * RNG_NULL_POINTER also if n is above 0 and params null, but for registered generators. */
+ * RNG_NULL_POINTER also if n is above 0 and params null, but for registered generators.
+ *
+ * The words of the quasi-random generators are no seed.  params[0] is the dimension of the vectors,
+ * 1 to 40 (Sobol) or 318 (Niederreiter); n of 0, and any other number, means 1.  Tables of the
+ * caller's follow it as dimension, 1, class, ...: class 1, polynomials; with Sobol 2, initial
+ * numbers, 3 or 11, both, without or with dimension 1's; 4, all direction numbers.  3, 11 and 4,
+ * and Niederreiter's 1, take any dimension.  docs/generators.md has the lists.  One that is
+ * malformed is no error: the default tables are used, in params[0] dimensions or, where it is too
+ * large, in 1. RNG_NO_MEMORY: no memory for such tables; *stream is set, and is to be deleted. */
 KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng, int32_t n,
                                          const uint32_t* params);
 
@@ -179,12 +187,17 @@ KORVAN_RANDOM_API int32_t vslCopyStreamState(StreamHandle destination, StreamHan
 /* Turns the stream into number k (from 0) of nstreams interleaved ones: it then gives the words
  * k, k + nstreams, k + 2 nstreams, ... of the sequence that it stood at.  k is read as unsigned,
  * and may be nstreams or more.
+ *
+ * Quasi-random streams have no stride: nstreams of 0x7FFFFFFF makes them give component k of the
+ * vectors alone, for good, from the first vector on whose component k hasn't been given.
+ * RNG_NO_LEAPFROG: any other nstreams, or k at or above the dimension.
  * RNG_TOO_MANY_STREAMS: nstreams negative.  RNG_NO_LEAPFROG: not with this generator. */
 KORVAN_RANDOM_API int32_t vslLeapfrogStream(StreamHandle stream, int32_t k, int32_t nstreams);
 
 /* Moves the stream nskip words ahead, as if they had been drawn and thrown away; nskip is read
- * as unsigned.  On a leapfrogged stream the words are those of that stream.
- * RNG_NO_SKIP_AHEAD: not with this generator. */
+ * as unsigned.  On a leapfrogged stream the words are those of that stream; on a quasi-random one
+ * with a chosen component, those of all components.
+ * RNG_NO_SKIP_AHEAD: not with this generator, or past the end of a quasi-random sequence. */
 KORVAN_RANDOM_API int32_t vslSkipAheadStream(StreamHandle stream, int64_t nskip);
 
 /* The GeneratorId that the stream was made with, or a negative status. */

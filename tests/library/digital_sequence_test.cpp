@@ -1,0 +1,823 @@
+// Sobol and Niederreiter: known words, independent witnesses, nets, places in the sequence, and
+// lists of parameters of every kind.
+#include "generators/digital_sequence.h"
+
+#include <gsl/gsl_qrng.h>
+
+#include <algorithm>
+#include <bit>
+#include <cfenv>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <numeric>
+
+#include "every_kernel.h"
+#include "frame/memory.h"
+#include "frame/thread_settings.h"
+#include "streams/attachments.h"
+#include "streams/stream_record.h"
+#include "support.h"
+#include "watched_heap.h"
+
+namespace korvan::testing {
+namespace {
+
+const std::vector<GeneratorId> both = {GEN_SOBOL, GEN_NIEDERREITER};
+constexpr std::int32_t chosen = 0x7FFFFFFF;
+
+Words operator+(Words x, const Words& y) {
+    x.insert(x.end(), y.begin(), y.end());
+    return x;
+}
+
+const SequencePosition& positionOf(const Stream& stream) {
+    return stateOf<SequencePosition>(stream.handle);
+}
+std::int32_t dimensionOf(const Stream& stream) {
+    return positionOf(stream).dimension;
+}
+bool isPossible(const Stream& stream) {
+    return findGenerator(vslGetStreamStateBrng(stream))->isState(stream);
+}
+std::int32_t skip(const Stream& stream, std::uint64_t words) {
+    return vslSkipAheadStream(stream, static_cast<std::int64_t>(words));
+}
+
+// ---- Words ----
+
+TEST(DigitalSequences, VectorsEqualTheKnownOnes) {
+    const std::pair<GeneratorId, const char*> files[] = {
+        {GEN_SOBOL, "known_answers_sobol.csv"},
+        {GEN_NIEDERREITER, "known_answers_niederreiter.csv"}};
+    for (const auto& [id, file] : files) {
+        const auto rows = readTable(file);
+        ASSERT_GT(rows.size(), 30u);
+        for (const auto& row : rows) {
+            const std::uint64_t index = std::stoull(row[0]);
+            Words expected;
+            for (std::size_t d = 1; d < row.size(); ++d) {
+                expected.push_back(static_cast<std::uint32_t>(std::stoul(row[d], nullptr, 16)));
+            }
+            const Stream stream(id, static_cast<std::uint32_t>(expected.size()));
+            ASSERT_EQ(skip(stream, (index - 1) * expected.size()), RNG_OK);
+            Words words;  // one at a time, since the last vectors can't be had otherwise
+            while (words.size() < expected.size()) words.push_back(drawWords(stream, 1)[0]);
+            EXPECT_EQ(words, expected) << file << ", vector " << index;
+        }
+    }
+}
+
+// Its generators keep 32 and 31 bits; that of Niederreiter's sequence begins with vector 0.
+TEST(DigitalSequences, WordsEqualThoseOfGsl) {
+    const auto compare = [](GeneratorId id, const gsl_qrng_type* type, std::uint32_t dimension,
+                            unsigned bits, std::size_t first) {
+        const std::size_t vectors = 40000;
+        const std::unique_ptr<gsl_qrng, void (*)(gsl_qrng*)> peer(gsl_qrng_alloc(type, dimension),
+                                                                  gsl_qrng_free);
+        std::vector<double> x(dimension);
+        for (std::size_t k = 0; k < first; ++k) gsl_qrng_get(peer.get(), x.data());
+        const Words words = drawWords(Stream(id, dimension), vectors * dimension);
+        for (std::size_t k = 0; k < vectors; ++k) {
+            gsl_qrng_get(peer.get(), x.data());
+            for (std::size_t d = 0; d < dimension; ++d) {
+                ASSERT_EQ(std::floor(std::ldexp(x[d], static_cast<int>(bits))),
+                          words[k * dimension + d] >> (32 - bits))
+                    << "vector " << k + 1 << ", dimension " << d + 1 << " of " << dimension;
+            }
+        }
+    };
+    for (const std::uint32_t dimension : {1, 2, 7, 10, 39, 40}) {
+        compare(GEN_SOBOL, gsl_qrng_sobol, dimension, 30, 0);
+    }
+    for (const std::uint32_t dimension : {1, 3, 8, 12}) {
+        compare(GEN_NIEDERREITER, gsl_qrng_niederreiter_2, dimension, 31, 1);
+    }
+}
+
+// Vectors 2^m .. 2^(m+1) - 1 are a (t, m, s)-net in base 2: an interval of 2^(t-m) of the volume,
+// cut at binary fractions, holds 2^t of them, whatever its shape.
+void expectNet(GeneratorId id, std::uint32_t dimension, unsigned t, unsigned m) {
+    const std::size_t points = std::size_t{1} << m;
+    const Stream stream(id, dimension);
+    ASSERT_EQ(skip(stream, (points - 1) * dimension), RNG_OK);
+    const Words words = drawWords(stream, points * dimension);
+    std::vector<unsigned> cuts(dimension, 0);
+    const std::function<void(std::size_t, unsigned)> tryShapes = [&](std::size_t d, unsigned left) {
+        if (d + 1 < dimension) {
+            for (cuts[d] = 0; cuts[d] <= left; ++cuts[d]) tryShapes(d + 1, left - cuts[d]);
+            return;
+        }
+        cuts[d] = left;
+        std::vector<unsigned> counts(points >> t, 0);
+        for (std::size_t k = 0; k < points; ++k) {
+            std::size_t cell = 0;
+            for (std::size_t c = 0; c < dimension; ++c) {
+                cell = cell << cuts[c] | (std::uint64_t{words[k * dimension + c]} << cuts[c] >> 32);
+            }
+            ++counts[cell];
+        }
+        for (const unsigned count : counts) ASSERT_EQ(count, 1u << t) << dimension << " " << m;
+    };
+    tryShapes(0, m - t);
+}
+
+// t is the sum over the dimensions of the polynomial's degree less 1.
+TEST(DigitalSequences, BlocksOfPointsAreNets) {
+    for (const unsigned m : {5, 9, 12}) {
+        for (const auto& [dimension, t] : {std::pair{1, 0}, {2, 0}, {3, 1}, {4, 3}}) {
+            const auto s = static_cast<std::uint32_t>(dimension);
+            const auto bits = static_cast<unsigned>(t);
+            expectNet(GEN_SOBOL, s, bits, m);
+            expectNet(GEN_NIEDERREITER, s, bits, m);
+        }
+        expectNet(GEN_NIEDERREITER, 5, 5, m);
+    }
+}
+
+TEST(DigitalSequences, RealsAreUnsignedWordsFromTheLowerEnd) {
+    for (const GeneratorId id : both) {
+        const std::int32_t n = 5003;
+        const Words words = drawWords(Stream(id, 7), n);
+        std::vector<double> doubles(n);
+        std::vector<float> singles(n);
+        ASSERT_EQ(vdRngUniform(0, Stream(id, 7), n, doubles.data(), -0.3, 5.1), RNG_OK);
+        ASSERT_EQ(vsRngUniform(0, Stream(id, 7), n, singles.data(), -0.3F, 5.1F), RNG_OK);
+        EXPECT_EQ(words[0], 0x80000000);
+        for (std::size_t i = 0; i < n; ++i) {
+            const double scale = (5.1 - -0.3) * 0x1p-32;
+            ASSERT_EQ(doubles[i], multiplyAdd(static_cast<double>(words[i]), scale, -0.3)) << i;
+            // The signed conversion, and 2^32 more above the middle: two roundings.
+            volatile float number = static_cast<float>(static_cast<std::int32_t>(words[i]));
+            if (words[i] >> 31) number = number + 0x1p32F;
+            const float singleScale = (5.1F - -0.3F) * 0x1p-32F;
+            ASSERT_EQ(singles[i], multiplyAdd(static_cast<float>(number), singleScale, -0.3F)) << i;
+        }
+    }
+}
+
+// ---- Places in the sequence ----
+
+// Widths below, at and above those of vectors and rows; parts that end at any place.
+TEST(DigitalSequences, AnyWidthInAnyParts) {
+    for (const GeneratorId id : both) {
+        for (const std::uint32_t s :
+             {1, 2, 3, 4, 5, 8, 12, 16, 21, 31, 32, 33, 40, 63, 64, 65, 130, 200, 317, 318}) {
+            if (id == GEN_SOBOL && s > 40) continue;
+            const std::size_t n = 40 * std::size_t{s} + 9000;
+            Words expected;  // vector by vector, and so by the definition
+            for (const Stream slow(id, s); expected.size() < n;) {
+                expected = expected + drawWords(slow, std::min<std::size_t>(s, 50));
+            }
+            expected.resize(n);
+            for (const std::size_t first : {0, 1, 39, 640, 3001}) {
+                const Stream stream(id, s);
+                Words words = first > 0 ? drawWords(stream, first) : Words{};
+                words = words + drawWords(stream, n - first - 5);
+                ASSERT_TRUE(isPossible(stream)) << s;
+                ASSERT_EQ(words + drawWords(stream, 5), expected) << s << ", first " << first;
+            }
+        }
+    }
+}
+
+TEST(DigitalSequences, SkippingIsDrawingFromEveryPlaceInAVector) {
+    constexpr std::size_t s = 7;
+    for (const GeneratorId id : both) {
+        for (std::size_t before = 0; before <= 2 * s; ++before) {
+            for (std::size_t count = 0; count <= 3 * s; ++count) {
+                const Stream drawn(id, s), skipped(id, s);
+                if (before > 0) drawWords(drawn, before), drawWords(skipped, before);
+                if (count > 0) drawWords(drawn, count);
+                ASSERT_EQ(skip(skipped, count), RNG_OK);
+                ASSERT_EQ(stateBytes(skipped), stateBytes(drawn)) << count << " after " << before;
+            }
+        }
+    }
+}
+
+TEST(DigitalSequences, AComponentIsItsColumnFromTheFirstOneNotGiven) {
+    constexpr std::size_t s = 6, vectors = 3000;
+    for (const GeneratorId id : both) {
+        const Words whole = drawWords(Stream(id, s), (vectors + 10) * s);
+        const auto column = [&](std::size_t vector, std::size_t k, std::size_t count) {
+            Words words;
+            for (std::size_t i = 0; i < count; ++i) words.push_back(whole[(vector + i) * s + k]);
+            return words;
+        };
+        for (std::uint32_t k = 0; k < s; ++k) {
+            for (std::size_t given = 0; given <= 2 * s; ++given) {
+                const Stream stream(id, s);
+                if (given > 0) drawWords(stream, given);
+                ASSERT_EQ(vslLeapfrogStream(stream, static_cast<std::int32_t>(k), chosen), RNG_OK);
+                const std::size_t vector = (given + s - 1 - k) / s;  // the first not given
+                ASSERT_EQ(drawWords(stream, 5), column(vector, k, 5)) << k << " after " << given;
+                // The same choice changes nothing, another one moves on by a vector.
+                const auto state = stateBytes(stream);
+                ASSERT_EQ(vslLeapfrogStream(stream, static_cast<std::int32_t>(k), chosen), RNG_OK);
+                EXPECT_EQ(stateBytes(stream), state);
+                const std::size_t other = (k + 2) % s;
+                ASSERT_EQ(vslLeapfrogStream(stream, static_cast<std::int32_t>(other), chosen), 0);
+                ASSERT_TRUE(isPossible(stream));
+                ASSERT_EQ(drawWords(stream, 2000), column(vector + 6, other, 2000));
+                // Skips go on counting words of all components.
+                ASSERT_EQ(skip(stream, 3 * s), RNG_OK);
+                ASSERT_EQ(drawWords(stream, 7), column(vector + 2009, other, 7));
+                ASSERT_TRUE(isPossible(stream));
+            }
+        }
+        const Stream stream(id, s);
+        const auto before = stateBytes(stream);
+        for (const auto& [k, streams] :
+             {std::pair{0, 2}, {0, chosen - 1}, {6, chosen}, {-1, chosen}, {0, 0}}) {
+            EXPECT_EQ(vslLeapfrogStream(stream, k, streams), RNG_NO_LEAPFROG) << k;
+        }
+        EXPECT_EQ(stateBytes(stream), before);
+    }
+}
+
+TEST(DigitalSequences, NothingComesAfterTheEnd) {
+    const auto expectRefusal = [](const Stream& stream, std::int32_t n) {
+        const auto before = stateBytes(stream);
+        Words words(5, 9);
+        std::vector<double> doubles(5, 9);
+        std::vector<float> singles(5, 9);
+        EXPECT_EQ(viRngUniformBits(0, stream, n, words.data()), RNG_QUASI_PERIOD_ELAPSED);
+        EXPECT_EQ(vdRngUniform(0, stream, n, doubles.data(), 0, 1), RNG_QUASI_PERIOD_ELAPSED);
+        EXPECT_EQ(vsRngUniform(0, stream, n, singles.data(), 0, 1), RNG_QUASI_PERIOD_ELAPSED);
+        EXPECT_EQ(words, Words(5, 9));
+        EXPECT_EQ(doubles, std::vector<double>(5, 9));
+        EXPECT_EQ(singles, std::vector<float>(5, 9));
+        EXPECT_EQ(stateBytes(stream), before);
+    };
+    for (const GeneratorId id : both) {
+        for (const std::uint32_t s : {1u, 3u}) {
+            const Stream stream(id, s);
+            const std::uint64_t all = 0xFFFFFFFDull * s;  // up to vector 0xFFFFFFFE
+            EXPECT_EQ(skip(stream, all + s), RNG_NO_SKIP_AHEAD);
+            EXPECT_EQ(skip(stream, ~0ull), RNG_NO_SKIP_AHEAD);
+            EXPECT_EQ(positionOf(stream).index, 1u);
+            ASSERT_EQ(skip(stream, all - 2 * s), RNG_OK);
+            // A word counts as a vector, whatever the dimension.
+            expectRefusal(stream, 4);
+            const Stream component(stream);
+            ASSERT_EQ(vslLeapfrogStream(component, 0, chosen), RNG_OK);
+            expectRefusal(component, 4);
+            drawWords(component, 3);
+            drawWords(stream, 3);
+            EXPECT_EQ(skip(stream, 5 * s), RNG_NO_SKIP_AHEAD);
+            for (std::uint32_t index; (index = positionOf(stream).index) < lastVector;) {
+                drawWords(stream, 1);
+            }
+            expectRefusal(stream, 1);
+            expectRefusal(component, 1);
+            EXPECT_TRUE(isPossible(stream));
+            for (const Stream* end : {&stream, &component}) {
+                vslLeapfrogStream(*end, static_cast<std::int32_t>(s - 1), chosen);
+                vslLeapfrogStream(*end, 0, chosen);
+                EXPECT_EQ(positionOf(*end).index, lastVector);
+                EXPECT_TRUE(isPossible(*end));
+            }
+        }
+    }
+}
+
+TEST(DigitalSequences, ThreadsMakeTheSameNumbers) {
+    const std::size_t n = 1300003;
+    const auto count = static_cast<std::int32_t>(n);
+    struct Result {
+        Words words;
+        std::vector<double> doubles;
+        std::vector<float> singles;
+        std::vector<unsigned char> state;
+        bool operator==(const Result&) const = default;
+    };
+    for (const GeneratorId id : both) {
+        for (const std::uint32_t s : {1, 10, 39, 318, -1}) {
+            if (id == GEN_SOBOL && s == 318) continue;
+            const auto draw = [&](std::int32_t threads) {
+                setThreadCountOfThisThread(threads);
+                Result r{Words(n), std::vector<double>(n), std::vector<float>(n), {}};
+                const Stream stream(id, s == ~0u ? 9 : s);
+                if (s == ~0u) vslLeapfrogStream(stream, 4, chosen);
+                drawWords(stream, 5);
+                EXPECT_EQ(viRngUniformBits(0, stream, count, r.words.data()), RNG_OK);
+                std::fesetround(FE_UPWARD);  // the caller's, in all threads
+                EXPECT_EQ(vdRngUniform(0, stream, count, r.doubles.data(), -1, 2), RNG_OK);
+                EXPECT_EQ(vsRngUniform(0, stream, count, r.singles.data(), -1, 2), RNG_OK);
+                std::fesetround(FE_TONEAREST);
+                r.state = stateBytes(stream);
+                setThreadCountOfThisThread(0);
+                return r;
+            };
+            const Result alone = draw(1);
+            for (const std::int32_t threads : {2, 3, 7}) {
+                EXPECT_TRUE(draw(threads) == alone) << s << " on " << threads << " threads";
+            }
+        }
+    }
+}
+
+// ---- Parameters ----
+
+// The published tables: of each dimension from 2 on, degree, polynomial and eight numbers.
+struct PublishedNumbers {
+    std::vector<std::uint32_t> degree, polynomial;
+    std::vector<Words> initial;
+
+    PublishedNumbers() {
+        for (const auto& row : readTable("sobol_bratley_fox.csv")) {
+            Words cells;
+            for (const std::string& cell : row) {
+                cells.push_back(static_cast<std::uint32_t>(std::stoul(cell)));
+            }
+            degree.push_back(cells[1]);
+            polynomial.push_back(cells[2]);
+            initial.emplace_back(cells.begin() + 3, cells.end());
+        }
+    }
+    // `rows` rows of `width` numbers, in the order of the dimensions, over and over.
+    Words initialRows(std::size_t rows, std::size_t width) const {
+        Words all;
+        for (std::size_t k = 0; k < rows; ++k) {
+            Words row = initial[k % initial.size()];
+            row.resize(width);
+            all = all + row;
+        }
+        return all;
+    }
+    Words polynomials(std::size_t count) const {
+        Words all;
+        for (std::size_t k = 0; k < count; ++k) {
+            all.push_back(polynomial[k % polynomial.size()]);
+        }
+        return all;
+    }
+};
+
+// The direction numbers that a stream emits: vectors 2^j and 2^j - 1 differ by numbers j and
+// j - 1 of each dimension.
+Words directionsOf(const Stream& fresh) {
+    const auto s = static_cast<std::size_t>(dimensionOf(fresh));
+    Words all(32 * s);
+    for (std::size_t j = 0; j < 32; ++j) {
+        const Stream stream(fresh);
+        EXPECT_EQ(skip(stream, ((std::uint64_t{1} << j) - 1) * s), RNG_OK);
+        const Words vector = drawWords(stream, s);
+        for (std::size_t d = 0; d < s; ++d) {
+            all[32 * d + j] = vector[d] ^ (j == 0 ? 0 : all[32 * d + j - 1]);
+        }
+    }
+    return all;
+}
+
+// The list has its exact size on the heap, so that the address sanitizer sees a read behind it.
+TEST(Sobol, ListsThatAreNotWholeMeanTheDefaultTables) {
+    const PublishedNumbers published;
+    const Words fives = published.polynomials(4), twelve = published.initialRows(4, 8);
+    const auto without = [](Words list) { return list.pop_back(), list; };
+    const Words class1 = Words{5, 1, 1} + fives, class2 = Words{5, 1, 2, 8} + twelve;
+    const Words class3 = Words{5, 1, 3} + fives + Words{8} + twelve;
+    const Words class11 =
+        Words{5, 1, 11} + published.polynomials(5) + Words{8} + published.initialRows(5, 8);
+    const Words class4 = Words{5, 1, 4} + Words(160, 1);
+    const auto with = [](Words list, std::size_t at, std::uint32_t value) {
+        return list[at] = value, list;
+    };
+    const struct {
+        int line;
+        Words list;
+        std::int32_t dimension;
+    } rows[] = {
+        {__LINE__, {}, 1},
+        {__LINE__, {0}, 1},
+        {__LINE__, {1}, 1},
+        {__LINE__, {40}, 40},
+        {__LINE__, {41}, 1},
+        {__LINE__, {0xFFFFFFFF}, 1},
+        {__LINE__, {40, 0}, 40},
+        {__LINE__, {1000, 0}, 1},
+        {__LINE__, {0x80000001, 1, 4, 1}, 1},
+        {__LINE__, {7, 1}, 7},
+        {__LINE__, {7, 1, 4}, 7},
+        {__LINE__, {7, 1, 4, 0}, 7},
+        {__LINE__, {1, 1, 1}, 1},
+        {__LINE__, with(class1, 1, 2), 5},
+        {__LINE__, with(class1, 2, 5), 5},
+        {__LINE__, with(class1, 2, 12), 5},
+        {__LINE__, without(class1), 5},
+        {__LINE__, without(class2), 5},
+        {__LINE__, without(class3), 5},
+        {__LINE__, without(class11), 5},
+        {__LINE__, without(class4), 5},
+        {__LINE__, with(class1, 0, 41), 1},
+        {__LINE__, with(class4, 0, 41), 1},
+        // Sizes that no word count holds.
+        {__LINE__, with(class2, 3, 0xFFFFFFFF), 5},
+        {__LINE__, with(class3, 7, 0xFFFFFFFF), 5},
+        {__LINE__, with(class3, 0, 0x7FFFFFFF), 1},
+        {__LINE__, with(class11, 0, 0x7FFFFFFF), 1},
+        {__LINE__, with(class4, 0, 0x7FFFFFFF), 1},
+        {__LINE__, with(class4, 0, 0x08000000), 1},  // 32 times this is 2^32
+        // Polynomials without degree, and of a higher one than there are numbers for.
+        {__LINE__, with(class1, 4, 0), 5},
+        {__LINE__, with(class1, 4, 1), 5},
+        {__LINE__, with(class1, 3, 7), 5},
+        {__LINE__, with(class1, 6, 0x80000001), 5},
+        {__LINE__, with(class3, 4, 1), 5},
+        {__LINE__, with(class3, 4, 0x2FF), 5},
+        {__LINE__, with(class11, 3, 0), 5},
+        {__LINE__, Words{5, 1, 2, 2} + Words(8, 1), 5},
+    };
+    for (const auto& row : rows) {
+        const auto exact = std::make_unique<std::uint32_t[]>(row.list.size());
+        std::copy(row.list.begin(), row.list.end(), exact.get());
+        Stream stream(GEN_SOBOL);
+        vslDeleteStream(&stream.handle);
+        ASSERT_EQ(vslNewStreamEx(&stream.handle, GEN_SOBOL,
+                                 static_cast<std::int32_t>(row.list.size()), exact.get()),
+                  RNG_OK);
+        EXPECT_EQ(dimensionOf(stream), row.dimension) << "line " << row.line;
+        EXPECT_EQ(attachmentCount(stream), 0u) << "line " << row.line;
+        const Stream expected(GEN_SOBOL, static_cast<std::uint32_t>(row.dimension));
+        EXPECT_EQ(stateBytes(stream), stateBytes(expected)) << "line " << row.line;
+    }
+    StreamHandle unread = nullptr;
+    ASSERT_EQ(vslNewStreamEx(&unread, GEN_SOBOL, -7, Words{5}.data()), RNG_OK);
+    EXPECT_EQ(stateBytes(unread), stateBytes(Stream(GEN_SOBOL, 1)));
+    vslDeleteStream(&unread);
+}
+
+TEST(Sobol, PublishedNumbersGivenByTheCallerMakeTheDefaultTables) {
+    const PublishedNumbers published;
+    for (const std::uint32_t s : {1, 2, 11, 40}) {
+        const std::size_t others = s - 1;
+        const Stream expected(GEN_SOBOL, s);
+        const Words words = drawWords(Stream(expected), 1000);
+        const Words lists[] = {
+            Words{s, 1, 1} + published.polynomials(others) + Words{0},
+            Words{s, 1, 2, 8} + published.initialRows(others, 8),
+            Words{s, 1, 2, 13} + published.initialRows(others, 13),
+            Words{s, 1, 3} + published.polynomials(others) + Words{8} +
+                published.initialRows(others, 8),
+            Words{s, 1, 4} + directionsOf(expected),
+        };
+        for (const Words& list : lists) {
+            const Stream stream(GEN_SOBOL, list);
+            ASSERT_EQ(stream.status, RNG_OK);
+            EXPECT_EQ(dimensionOf(stream), static_cast<std::int32_t>(s));
+            EXPECT_EQ(attachmentCount(stream), list[2] < 3 ? 0u : 2u);
+            EXPECT_TRUE(isPossible(stream));
+            EXPECT_EQ(drawWords(stream, 1000), words) << s << ", class " << list[2];
+        }
+    }
+}
+
+// Other numbers than the default ones, by the recurrence in its published form:
+// v_j = a_1 v_(j-1) XOR ... XOR a_(g-1) v_(j-g+1) XOR v_(j-g) XOR v_(j-g) / 2^g.
+TEST(Sobol, UsersPolynomialsAndNumbersAreUsed) {
+    const auto directionsBy = [](std::uint32_t polynomial, const Words& initial) {
+        const auto g = static_cast<std::size_t>(std::bit_width(polynomial) - 1);
+        Words v(32);
+        for (std::size_t j = 0; j < 32; ++j) {
+            if (j < g) {
+                v[j] = initial[j] << (31 - j);
+                continue;
+            }
+            v[j] = v[j - g] ^ v[j - g] >> g;
+            for (std::size_t i = 1; i < g; ++i) {
+                if (polynomial >> i & 1) v[j] ^= v[j - g + i];
+            }
+        }
+        return v;
+    };
+    const Words polynomials = {11, 7, 3, 19, 37, 0x80000057};
+    Words thirtyOne;  // odd, and m_j below 2^(j+1)
+    for (std::uint32_t j = 0; j < 31; ++j) thirtyOne.push_back((0x9E3779B9u >> (31 - j)) | 1);
+    Words numbers, expected;
+    for (const std::uint32_t polynomial : polynomials) {
+        numbers = numbers + thirtyOne;
+        expected = expected + directionsBy(polynomial, thirtyOne);
+    }
+    const Stream class11(GEN_SOBOL, Words{6, 1, 11} + polynomials + Words{31} + numbers);
+    EXPECT_EQ(directionsOf(class11), expected);
+    const Stream class3(GEN_SOBOL, Words{7, 1, 3} + polynomials + Words{31} + numbers);
+    Words corput;
+    for (unsigned j = 0; j < 32; ++j) corput.push_back(0x80000000u >> j);
+    EXPECT_EQ(directionsOf(class3), corput + expected);
+    // Polynomials of the caller's with our numbers, where there are enough, and the reverse.
+    const Stream class1(GEN_SOBOL, Words{5, 1, 1, 3, 7, 13, 11});
+    EXPECT_EQ(directionsOf(class1), corput + directionsBy(3, {1}) + directionsBy(7, {1, 1}) +
+                                        directionsBy(13, {1, 3, 7}) + directionsBy(11, {1, 1, 5}));
+    const Stream class2(GEN_SOBOL, Words{4, 1, 2, 3, 1, 0, 0, 1, 3, 0, 1, 1, 3});
+    EXPECT_EQ(directionsOf(class2), corput + directionsBy(3, {1}) + directionsBy(7, {1, 3}) +
+                                        directionsBy(11, {1, 1, 3}));
+}
+
+TEST(Niederreiter, ListsThatAreNotWholeMeanTheDefaultTables) {
+    const Words class1 = {3, 1, 1, 7, 11, 13}, class4 = Words{3, 1, 4} + Words(96, 1);
+    const struct {
+        int line;
+        Words list;
+        std::int32_t dimension;
+    } rows[] = {
+        {__LINE__, {}, 1},
+        {__LINE__, {0}, 1},
+        {__LINE__, {318}, 318},
+        {__LINE__, {319}, 1},
+        {__LINE__, {0x80000000, 1, 1, 7}, 1},
+        {__LINE__, {319, 1}, 1},
+        {__LINE__, {9, 1, 1}, 9},
+        {__LINE__, {3, 1, 1, 7, 11}, 3},
+        {__LINE__, {3, 0, 1, 7, 11, 13}, 3},
+        {__LINE__, {3, 1, 2, 7, 11, 13}, 3},
+        {__LINE__, {3, 1, 1, 7, 1, 13}, 3},
+        {__LINE__, {3, 1, 1, 7, 11, 0}, 3},
+        {__LINE__, Words(class4.begin(), class4.end() - 1), 3},
+        {__LINE__, {0x7FFFFFFF, 1, 1, 7}, 1},
+        {__LINE__, {0x7FFFFFFF, 1, 4, 7}, 1},
+        {__LINE__, {0x08000000, 1, 4, 7}, 1},
+    };
+    for (const auto& row : rows) {
+        const auto exact = std::make_unique<std::uint32_t[]>(row.list.size());
+        std::copy(row.list.begin(), row.list.end(), exact.get());
+        Stream stream(GEN_NIEDERREITER);
+        vslDeleteStream(&stream.handle);
+        ASSERT_EQ(vslNewStreamEx(&stream.handle, GEN_NIEDERREITER,
+                                 static_cast<std::int32_t>(row.list.size()), exact.get()),
+                  RNG_OK);
+        const Stream expected(GEN_NIEDERREITER, static_cast<std::uint32_t>(row.dimension));
+        EXPECT_EQ(stateBytes(stream), stateBytes(expected)) << "line " << row.line;
+    }
+}
+
+TEST(Niederreiter, UsersTablesAreUsed) {
+    const Stream ours(GEN_NIEDERREITER, 9);
+    const Words directions = directionsOf(ours);
+    const auto column = [&](std::size_t d) {
+        return Words(directions.begin() + static_cast<std::ptrdiff_t>(32 * d),
+                     directions.begin() + static_cast<std::ptrdiff_t>(32 * d + 32));
+    };
+    // The first polynomials are t, t + 1, t^2 + t + 1, t^3 + t + 1, ...
+    const Stream class1(GEN_NIEDERREITER, Words{4, 1, 1, 11, 7, 2, 13});
+    EXPECT_EQ(directionsOf(class1), column(3) + column(2) + column(0) + column(4));
+    EXPECT_EQ(attachmentCount(class1), 0u);
+    const Stream class4(GEN_NIEDERREITER, Words{9, 1, 4} + directions);
+    EXPECT_EQ(stateBytes(class4), stateBytes(ours));
+    // Above the default dimensions in an attachment.
+    Words polynomials, expected;
+    for (std::size_t d = 0; d < 350; ++d) {
+        polynomials.push_back(d % 3 == 0 ? 7 : d % 3 == 1 ? 2 : 13);
+        expected = expected + column(d % 3 == 0 ? 2 : d % 3 == 1 ? 0 : 4);
+    }
+    const Stream wide(GEN_NIEDERREITER, Words{350, 1, 1} + polynomials);
+    EXPECT_EQ(attachmentCount(wide), 1u);
+    EXPECT_EQ(directionsOf(wide), expected);
+    const Stream again(GEN_NIEDERREITER, Words{350, 1, 4} + expected);
+    EXPECT_EQ(drawWords(again, 5000), drawWords(wide, 5000));
+    // The largest degree: the first 31 rows come from one power, the last from a truncated one.
+    const Stream steep(GEN_NIEDERREITER, Words{1, 1, 1, 0xFFFFFFFF});
+    EXPECT_TRUE(isPossible(steep));
+}
+
+// ---- Attached tables ----
+
+// Streams whose tables are attachments.
+std::vector<std::pair<GeneratorId, Words>> attachedSeeds() {
+    const PublishedNumbers published;
+    return {{GEN_SOBOL,
+             Words{3, 1, 3} + published.polynomials(2) + Words{8} + published.initialRows(2, 8)},
+            {GEN_SOBOL,
+             Words{70, 1, 3} + published.polynomials(69) + Words{8} + published.initialRows(69, 8)},
+            {GEN_NIEDERREITER, Words{320, 1, 1} + Words(320, 7)}};
+}
+
+TEST(AttachedTables, FollowTheLaws) {
+    for (const auto& [id, seed] : attachedSeeds()) {
+        const auto s = static_cast<std::size_t>(seed[0]);
+        const Stream original(id, seed);
+        const Words whole = drawWords(Stream(original), 20 * s + 9000);
+        const GeneratorProperties& plain = copySetOfBranch(0).generators[(id >> 20) - 1].properties;
+        Words expected(whole.size());
+        ASSERT_EQ(plain.fillBits(Stream(original), static_cast<std::int32_t>(whole.size()),
+                                 expected.data()),
+                  RNG_OK);
+        EXPECT_EQ(whole, expected);
+        for (const std::size_t first : {std::size_t{1}, s - 1, s, s + 1, 5 * s + 2}) {
+            const Stream parts(original), skipped(original);
+            const Words head = drawWords(parts, first);
+            EXPECT_EQ(head + drawWords(parts, whole.size() - first), whole);
+            ASSERT_EQ(skip(skipped, first), RNG_OK);
+            EXPECT_EQ(drawWords(skipped, 50),
+                      Words(whole.begin() + static_cast<std::ptrdiff_t>(first),
+                            whole.begin() + static_cast<std::ptrdiff_t>(first + 50)));
+            ASSERT_TRUE(isPossible(skipped));
+        }
+        const Stream component(original);
+        ASSERT_EQ(vslLeapfrogStream(component, 2, chosen), RNG_OK);
+        const Words words = drawWords(component, 20);
+        for (std::size_t i = 0; i < words.size(); ++i) EXPECT_EQ(words[i], whole[i * s + 2]);
+        // Points are each stream's own, directions of Sobol are shared.
+        const Stream copy(original), other(id, 2);
+        ASSERT_EQ(vslCopyStreamState(other, copy), RNG_OK);
+        drawWords(copy, 1000);
+        drawWords(other, 10);
+        EXPECT_EQ(drawWords(original, 2000), Words(whole.begin(), whole.begin() + 2000));
+        EXPECT_EQ(drawWords(other, 10), Words(whole.begin() + 10, whole.begin() + 20));
+        EXPECT_EQ(sharedBlocks().count(), id == GEN_SOBOL ? 1u : 0u);
+        if (id == GEN_SOBOL) {
+            EXPECT_EQ(findAttachment(copy, tagSobol), findAttachment(original, tagSobol));
+        }
+    }
+    EXPECT_EQ(sharedBlocks().count(), 0u);
+}
+
+// A stream without its tables can be asked for anything, and gives nothing.
+void expectUseless(const Stream& stream) {
+    std::uint32_t word;
+    double real;
+    EXPECT_EQ(viRngUniformBits(0, stream, 1, &word), RNG_NULL_POINTER);
+    EXPECT_EQ(vdRngUniform(0, stream, 1, &real, 0, 1), RNG_NULL_POINTER);
+    EXPECT_EQ(skip(stream, 3), RNG_NULL_POINTER);
+    EXPECT_EQ(vslLeapfrogStream(stream, 0, chosen), RNG_NULL_POINTER);
+    EXPECT_FALSE(isPossible(stream));
+}
+
+TEST(AttachedTables, MemoryFailingAnywhere) {
+    for (const auto& attached : attachedSeeds()) {
+        const GeneratorId id = attached.first;
+        const Words& seed = attached.second;
+        WatchedHeap heap;
+        const Stream original(id, seed), small(id, 2);
+        const Words words = drawWords(Stream(original), 5);
+        const auto sweep = [&](auto make) {
+            const int before = heap.blocksHeld();
+            int failures = 0;
+            for (;; ++failures) {
+                heap.failAfter(failures);
+                const auto stream = make();
+                heap.failNever();
+                if (stream->status == RNG_OK) {
+                    EXPECT_EQ(drawWords(*stream, 5), words);
+                    return failures;
+                }
+                EXPECT_EQ(stream->status, RNG_NO_MEMORY);
+                if (stream->handle) expectUseless(*stream);
+                vslDeleteStream(&stream->handle);
+                EXPECT_EQ(heap.blocksHeld(), before) << failures;
+            }
+        };
+        const bool isSobol = id == GEN_SOBOL;
+        // The record; then a payload and a node for each attachment.
+        EXPECT_EQ(sweep([&] { return std::make_unique<Stream>(id, seed); }), isSobol ? 5 : 3);
+        // The directions of a copy are the original's.
+        EXPECT_EQ(sweep([&] { return std::make_unique<Stream>(original); }), isSobol ? 4 : 3);
+        heap.failAfter(1);
+        EXPECT_EQ(vslCopyStreamState(small, original), RNG_NO_MEMORY);
+        heap.failNever();
+        expectUseless(small);
+    }
+}
+
+Bytes imageOf(StreamHandle stream) {
+    Bytes bytes(static_cast<std::size_t>(vslGetStreamSize(stream)));
+    EXPECT_EQ(vslSaveStreamM(stream, bytes.data()), RNG_OK);
+    return bytes;
+}
+
+struct LoadedStream : Stream {
+    explicit LoadedStream(const Bytes& image) : Stream(GEN_MCG31) {
+        vslDeleteStream(&handle);
+        status = vslLoadStreamM(&handle, image.data());
+    }
+};
+
+TEST(AttachedTables, ImagesContinueWithTheirTables) {
+    for (const auto& [id, seed] : attachedSeeds()) {
+        const Stream stream(id, seed);
+        drawWords(stream, 1001);
+        const Bytes image = imageOf(stream);
+        const LoadedStream loaded(image);
+        ASSERT_EQ(loaded.status, RNG_OK);
+        if (id == GEN_SOBOL) {
+            EXPECT_EQ(findAttachment(loaded, tagSobol), findAttachment(stream, tagSobol));
+        }
+        const LoadedStream again(imageOf(loaded));
+        const Words words = drawWords(stream, 900);
+        EXPECT_EQ(drawWords(loaded, 900), words);
+        EXPECT_EQ(drawWords(again, 900), words);
+    }
+    EXPECT_EQ(sharedBlocks().count(), 0u);
+}
+
+// Images that were written once: seeds for the fuzzer as well.
+std::string goldenFile(GeneratorId id) {
+    return std::string(KORVAN_TEST_DATA "images/attached_") +
+           (id == GEN_SOBOL ? "sobol" : "niederreiter") + ".image";
+}
+
+TEST(AttachedTables, DISABLED_WriteMissing) {
+    const auto seeds = attachedSeeds();
+    for (const auto& [id, seed] : {seeds.front(), seeds.back()}) {
+        const Stream stream(id, seed);
+        drawWords(stream, 1001);
+        EXPECT_EQ(vslSaveStreamF(stream, goldenFile(id).c_str()), RNG_OK);
+    }
+}
+
+TEST(AttachedTables, GoldenImagesAreRead) {
+    const auto seeds = attachedSeeds();
+    for (const auto& [id, seed] : {seeds.front(), seeds.back()}) {
+        const Stream stream(id, seed);
+        drawWords(stream, 1001);
+        Stream loaded(GEN_MCG31);
+        vslDeleteStream(&loaded.handle);
+        ASSERT_EQ(vslLoadStreamF(&loaded.handle, goldenFile(id).c_str()), RNG_OK);
+        EXPECT_EQ(drawWords(loaded, 3000), drawWords(stream, 3000));
+    }
+}
+
+// Words of the header, of the state's begin and of each entry's, changed one at a time: what is
+// accepted stays inside its tables (under the address sanitizer).
+TEST(AttachedTables, ForgedImagesAreRefused) {
+    for (const auto& [id, seed] : attachedSeeds()) {
+        const Stream stream(id, seed);
+        drawWords(stream, 5);
+        const Bytes image = imageOf(stream);
+        const auto tryWith = [&](std::size_t at, std::uint32_t value, std::size_t width = 4) {
+            Bytes changed = image;
+            std::memcpy(&changed[at], &value, width);
+            const LoadedStream loaded(changed);
+            if (loaded.status == RNG_OK) {
+                drawWithEverything(loaded, 3);
+                drawWords(loaded, 2000);
+                skip(loaded, 7);
+                vslLeapfrogStream(loaded, 1, chosen);
+                drawWords(loaded, 2000);
+            }
+            return loaded.status;
+        };
+        constexpr std::size_t countAt = 16, stateAt = 24;
+        const std::uint32_t s = seed[0];
+        for (const std::uint32_t value : {0u, s - 1, s + 1, 0x02000000u, ~0u}) {
+            EXPECT_EQ(tryWith(stateAt + 4, value), RNG_BAD_MEMORY_FORMAT) << "dimension " << value;
+        }
+        for (const std::uint32_t value : {0u, positionOf(stream).index + 1, ~0u}) {
+            EXPECT_EQ(tryWith(stateAt, value), RNG_BAD_MEMORY_FORMAT) << "index " << value;
+        }
+        EXPECT_EQ(tryWith(stateAt + 8, s), RNG_BAD_MEMORY_FORMAT);  // component
+        EXPECT_EQ(tryWith(stateAt + 8, 0xFFFFFFFE), RNG_BAD_MEMORY_FORMAT);
+        EXPECT_EQ(tryWith(stateAt + 8, s - 1), RNG_OK);
+        EXPECT_EQ(tryWith(stateAt + 12, s), RNG_BAD_MEMORY_FORMAT);  // remaining
+        EXPECT_EQ(tryWith(stateAt + 12, s - 1), RNG_OK);
+        EXPECT_EQ(tryWith(stateAt + 16, 1), RNG_BAD_MEMORY_FORMAT);  // the state's own point
+        for (const std::uint32_t count : {0, 1}) {
+            if (count < attachmentCount(stream)) {
+                EXPECT_EQ(tryWith(countAt, count, 2), RNG_BAD_MEMORY_FORMAT) << count;
+            }
+        }
+        // The first entry holds the point: a word of it, its key, its tag.
+        GeneratorProperties row;
+        vslGetBrngProperties(id, &row);
+        const std::size_t entryAt = stateAt + static_cast<std::size_t>(row.stateSize) - 16;
+        EXPECT_EQ(tryWith(entryAt + 24, 12345), RNG_BAD_MEMORY_FORMAT);
+        EXPECT_EQ(tryWith(entryAt + 4, 12345), RNG_BAD_MEMORY_FORMAT);
+        EXPECT_EQ(tryWith(entryAt, tagSobol), RNG_BAD_MEMORY_FORMAT);
+    }
+    // A second table with the same tag, which a copy would find first.
+    for (const auto& [id, seed] : attachedSeeds()) {
+        const Stream stream(id, seed);
+        void* block = alignedAlloc(4, recordAlignment);
+        std::memset(block, 0, 4);
+        ASSERT_EQ(attach(stream, firstAttachment(stream)->tag, nullptr, block, 4), RNG_OK);
+        EXPECT_EQ(LoadedStream(imageOf(stream)).status, RNG_BAD_MEMORY_FORMAT);
+    }
+    // Shorter tables than the dimension's, whole in themselves.
+    const auto seeds = attachedSeeds();
+    Bytes narrow = imageOf(Stream(GEN_SOBOL, seeds[0].second));
+    const Bytes wide = imageOf(Stream(GEN_SOBOL, seeds[1].second));
+    constexpr std::size_t stateEnd = 24 + 11712 - 16;
+    std::copy_n(wide.begin() + 24, stateEnd - 24, narrow.begin() + 24);
+    EXPECT_EQ(LoadedStream(narrow).status, RNG_BAD_MEMORY_FORMAT);
+    EXPECT_EQ(sharedBlocks().count(), 0u);
+}
+
+// Attachments travel with a state to another generator, and from there to a stream that they don't
+// suit.
+TEST(AttachedTables, ForeignStatesAreJudgedWithTheirAttachments) {
+    const auto seeds = attachedSeeds();
+    const Stream narrow(GEN_SOBOL, seeds[0].second), wide(GEN_SOBOL, seeds[1].second);
+    const Stream carrier(GEN_MCG31);
+    stateOf<std::uint32_t>(carrier.handle) = 70;
+    const auto before = stateBytes(wide);
+    EXPECT_EQ(vslCopyStreamState(wide, carrier), RNG_STREAMS_INCOMPATIBLE);  // has no tables
+    EXPECT_EQ(stateBytes(wide), before);
+    EXPECT_EQ(attachmentCount(wide), 2u);
+    drawWords(wide, 1000);
+    const Stream small(GEN_SOBOL, 40), target(GEN_NIEDERREITER, 40);
+    EXPECT_EQ(vslCopyStreamState(target, small), RNG_STREAMS_INCOMPATIBLE);
+    EXPECT_EQ(drawWords(target, 40), drawWords(Stream(GEN_NIEDERREITER, 40), 40));
+}
+
+}  // namespace
+}  // namespace korvan::testing
