@@ -1,7 +1,7 @@
 #!/bin/sh
 # usage: scripts/accuracy.sh [--quick]
 # Measures the largest errors of the vector math kernels in every copy that this processor runs,
-# and writes docs/accuracy.md.  Takes half an hour, most of it for all singles; --quick leaves
+# and writes docs/accuracy.md.  Takes minutes, and far longer for all singles; --quick leaves
 # those out, tries fewer points and only prints its table.
 set -eu
 cd "$(dirname "$0")/.."
@@ -32,17 +32,17 @@ Every kernel has three rows: `HA` for errors below 1 ulp, `LA` within 4 ulp, `EP
 digits, 2^-26 in double and 2^-11 in single. Names with `Baseline` are the forms that
 don't differ between copies: integers are made from them.
 
-Tried for each kernel were 1,000,000 arguments in each of its ranges (the whole one, by bit patterns
+Tried for each kernel were 100,000 arguments in each of its ranges (the whole one, by bit patterns
 and evenly, and those around special points), and eight neighbours on either side of each border
 where its arithmetic changes.
 
 END
-    $accuracy --points 1000
+    $accuracy --points 100
     cat << 'END'
 
 ## Every single
 
-Of the kernels of one single, against the C library's function in double (off by some 2^-28 of a
+Of kernels of one single, against the C library's function in double (off by some 2^-28 of a
 single's unit):
 
 END
