@@ -62,7 +62,7 @@ class MemoryTarget {
   public:
     explicit MemoryTarget(char* image) : at_(image) {}
     bool write(const void* from, std::size_t bytes) {
-        if (bytes > 0) std::memcpy(at_, from, bytes);
+        std::memcpy(at_, from, bytes);
         at_ += bytes;
         return true;
     }
@@ -108,7 +108,8 @@ template <class Target>
 bool saveAttachment(Target& target, const StreamAttachment& node) {
     ImageEntry entry{.tag = node.tag, .key = {}, .size = node.size};
     std::memcpy(entry.key, node.key.halves, sizeof entry.key);
-    return target.write(&entry, sizeof entry) && target.write(node.payload, node.size);
+    if (!target.write(&entry, sizeof entry)) return false;
+    return node.size == 0 || target.write(node.payload, node.size);  // no bytes have no address
 }
 
 template <class Target>
