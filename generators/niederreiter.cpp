@@ -94,11 +94,10 @@ void buildColumn(std::uint32_t polynomial, std::uint32_t* column, std::size_t st
     std::uint32_t power = 1;  // p^k
     for (std::size_t row = 0; row < directionsPerDimension; row += e) {
         power = product(power, polynomial);
-        const std::size_t m = row + e;  // its degree
-        const std::uint64_t lower = m < 32 ? power ^ (1u << m) : power;
-        std::uint64_t terms = ones << row;  // bit i: V[i]
-        for (std::size_t r = m; r < e + 31; ++r) {
-            const auto sum = static_cast<unsigned>(__builtin_parityll(lower & terms >> (r - m)));
+        const std::size_t m = row + e;              // its degree
+        std::uint64_t terms = ones << row;          // bit i: V[i]
+        for (std::size_t r = m; r < e + 31; ++r) {  // the power's first bit meets V[r], still 0
+            const auto sum = static_cast<unsigned>(__builtin_parityll(power & terms >> (r - m)));
             terms |= std::uint64_t{sum} << r;
         }
         // Bits e - 1 .. 0 of a window are V[j] .. V[j + e - 1]: rows `row` .. m - 1 of column j.

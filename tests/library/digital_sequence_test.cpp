@@ -443,6 +443,13 @@ TEST(Sobol, ListsThatAreNotWholeMeanTheDefaultTables) {
         EXPECT_EQ(stateBytes(stream), stateBytes(expected)) << "line " << row.line;
     }
     StreamHandle unread = nullptr;
+    const Words others1 = {5, 1, 1, 3, 7, 13, 11}, others2 = with(class2, 13, 3);
+    for (const Words& list : {others1, others2, class3, class11, class4}) {
+        const auto count = static_cast<std::int32_t>(list.size() - 1);  // though one more is there
+        ASSERT_EQ(vslNewStreamEx(&unread, GEN_SOBOL, count, list.data()), RNG_OK);
+        EXPECT_EQ(stateBytes(unread), stateBytes(Stream(GEN_SOBOL, 5))) << "class " << list[2];
+        vslDeleteStream(&unread);
+    }
     ASSERT_EQ(vslNewStreamEx(&unread, GEN_SOBOL, -7, Words{5}.data()), RNG_OK);
     EXPECT_EQ(stateBytes(unread), stateBytes(Stream(GEN_SOBOL, 1)));
     vslDeleteStream(&unread);
@@ -787,9 +794,10 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
     // A second table with the same tag, which a copy would find first.
     for (const auto& [id, seed] : attachedSeeds()) {
         const Stream stream(id, seed);
-        void* block = alignedAlloc(4, recordAlignment);
-        std::memset(block, 0, 4);
-        ASSERT_EQ(attach(stream, firstAttachment(stream)->tag, nullptr, block, 4), RNG_OK);
+        const StreamAttachment* point = firstAttachment(stream);
+        void* block = alignedAlloc(point->size, recordAlignment);
+        std::memcpy(block, point->payload, point->size);
+        ASSERT_EQ(attach(stream, point->tag, nullptr, block, point->size), RNG_OK);
         EXPECT_EQ(LoadedStream(imageOf(stream)).status, RNG_BAD_MEMORY_FORMAT);
     }
     // Shorter tables than the dimension's, whole in themselves.
@@ -807,8 +815,7 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
 TEST(AttachedTables, ForeignStatesAreJudgedWithTheirAttachments) {
     const auto seeds = attachedSeeds();
     const Stream narrow(GEN_SOBOL, seeds[0].second), wide(GEN_SOBOL, seeds[1].second);
-    const Stream carrier(GEN_MCG31);
-    stateOf<std::uint32_t>(carrier.handle) = 70;
+    const Stream carrier(GEN_MCG31, 1);  // whose state is the index of the first vector
     const auto before = stateBytes(wide);
     EXPECT_EQ(vslCopyStreamState(wide, carrier), RNG_STREAMS_INCOMPATIBLE);  // has no tables
     EXPECT_EQ(stateBytes(wide), before);
