@@ -225,8 +225,10 @@ TEST(GeneratorTable, Registration) {
     EXPECT_EQ(viRngUniform(0, headerOnly, 3, ints, 0, 9), -4321);
 }
 
-// In a process of its own, since rows are never given back.
+// In a process of its own, since rows are never given back; a new one rather than a fork, which
+// other tests' threads don't survive.
 TEST(GeneratorTable, Takes512Rows) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto fillTable = [] {
         while (vslGetNumRegBrngs() < generatorTableRows) {
             if (vslRegisterBrng(&counting) <= 0) return 1;
