@@ -24,7 +24,9 @@ struct Picture {
 };
 
 // Densities of the standard forms: location 0, scale 1.
-double normal(double x) { return std::exp(-x * x / 2) / std::sqrt(2 * std::numbers::pi); }
+double normal(double x) {
+    return std::exp(-x * x / 2) / std::sqrt(2 * std::numbers::pi);
+}
 
 const Picture pictures[] = {
     {"Uniform on [-1, 2)", -1.5, 2.5,
@@ -48,17 +50,14 @@ const Picture pictures[] = {
      [](double x) { return std::exp(-std::abs(x)) / 2; }},
     {"Weibull, shape 1.7", -0.3, 4,
      [](StreamHandle s, double* r) { return vdRngWeibull(0, s, samples, r, 1.7, 0, 1); },
-     [](double x) {
-         return x <= 0 ? 0 : 1.7 * std::pow(x, 0.7) * std::exp(-std::pow(x, 1.7));
-     }},
+     [](double x) { return x <= 0 ? 0 : 1.7 * std::pow(x, 0.7) * std::exp(-std::pow(x, 1.7)); }},
     {"Rayleigh", -0.3, 3,
      [](StreamHandle s, double* r) { return vdRngRayleigh(0, s, samples, r, 0, 1); },
      [](double x) { return x <= 0 ? 0 : 2 * x * std::exp(-x * x); }},
     {"Gumbel, of minima", -7, 3,
      [](StreamHandle s, double* r) { return vdRngGumbel(0, s, samples, r, 0, 1); },
      [](double x) { return std::exp(x - std::exp(x)); }},
-    {"Cauchy", -8, 8,
-     [](StreamHandle s, double* r) { return vdRngCauchy(0, s, samples, r, 0, 1); },
+    {"Cauchy", -8, 8, [](StreamHandle s, double* r) { return vdRngCauchy(0, s, samples, r, 0, 1); },
      [](double x) { return 1 / (std::numbers::pi * (1 + x * x)); }},
     {"Lognormal, sigma 0.5", -0.3, 4,
      [](StreamHandle s, double* r) { return vdRngLognormal(0, s, samples, r, 0, 0.5, 0, 1); },
