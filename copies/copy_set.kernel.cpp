@@ -9,23 +9,17 @@ namespace korvan::KORVAN_COPY {
 namespace {
 
 constexpr GeneratorRow generatorRows[] = {
-#define KORVAN_ROW(size, seedWords, includesZero, wordBytes, bits, members, bitWords, wordMap, \
-                   splitting, isState, ...)                                                    \
-    {{size, seedWords, includesZero, wordBytes, bits, __VA_ARGS__},                            \
-     members,                                                                                  \
-     BitWords::bitWords,                                                                       \
-     WordMap::wordMap,                                                                         \
-     Splitting::splitting,                                                                     \
-     isState},
-#define KORVAN_PLANNED_GENERATOR(name, ...) \
-    KORVAN_ROW(__VA_ARGS__, nullptr, nullptr, nullptr, nullptr, nullptr)
-#define KORVAN_GENERATOR(name, ...)                                                        \
-    KORVAN_ROW(__VA_ARGS__, name##IsState, name##Init, name##FillSingle, name##FillDouble, \
-               name##FillBits)
+#define KORVAN_GENERATOR(name, size, seedWords, includesZero, wordBytes, bits, members, bitWords, \
+                         wordMap, splitting)                                                      \
+    {{size, seedWords, includesZero, wordBytes, bits, name##Init, name##FillSingle,               \
+      name##FillDouble, name##FillBits},                                                          \
+     members,                                                                                     \
+     BitWords::bitWords,                                                                          \
+     WordMap::wordMap,                                                                            \
+     Splitting::splitting,                                                                        \
+     name##IsState},
 #include "generators/generators.def"
 #undef KORVAN_GENERATOR
-#undef KORVAN_PLANNED_GENERATOR
-#undef KORVAN_ROW
 };
 static_assert(sizeof generatorRows / sizeof generatorRows[0] == builtInGenerators);
 
