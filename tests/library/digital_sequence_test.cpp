@@ -686,12 +686,6 @@ TEST(AttachedTables, MemoryFailingAnywhere) {
     }
 }
 
-Bytes imageOf(StreamHandle stream) {
-    Bytes bytes(static_cast<std::size_t>(vslGetStreamSize(stream)));
-    EXPECT_EQ(vslSaveStreamM(stream, bytes.data()), RNG_OK);
-    return bytes;
-}
-
 struct LoadedStream : Stream {
     explicit LoadedStream(const Bytes& image) : Stream(GEN_MCG31) {
         vslDeleteStream(&handle);

@@ -1,7 +1,6 @@
 // Normal variates in pairs: the partner that waits on the stream.
 #include <cfenv>
 
-#include "every_kernel.h"
 #include "recording_generator.h"
 #include "streams/attachments.h"
 #include "support.h"
@@ -94,8 +93,7 @@ TYPED_TEST(GaussianPairs, PartnerWaitsForItsMethod) {
     ASSERT_EQ(gaussian(0, stream, 3, other), RNG_OK);
     ASSERT_EQ(gaussian(2, stream, 3, other), RNG_OK);
     const Stream copy(stream);
-    Bytes image(static_cast<std::size_t>(vslGetStreamSize(stream)));
-    ASSERT_EQ(vslSaveStreamM(stream, image.data()), RNG_OK);
+    std::vector<char> image = imageOf(stream);
     StreamHandle loaded = nullptr;
     ASSERT_EQ(vslLoadStreamM(&loaded, image.data()), RNG_OK);
     const Words before = drawWords(Stream(stream), 3);
@@ -112,8 +110,7 @@ TYPED_TEST(GaussianPairs, AreNeverShared) {
     using Real = TypeParam;
     Stream stream(GEN_MCG31, 6);
     this->draw(stream, 1);
-    Bytes image(static_cast<std::size_t>(vslGetStreamSize(stream)));
-    ASSERT_EQ(vslSaveStreamM(stream, image.data()), RNG_OK);
+    std::vector<char> image = imageOf(stream);
     image[24 + 8 + 4] = 1;  // the key
     StreamHandle x = nullptr, y = nullptr;
     ASSERT_EQ(vslLoadStreamM(&x, image.data()), RNG_OK);

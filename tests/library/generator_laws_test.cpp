@@ -12,11 +12,6 @@
 namespace korvan::testing {
 namespace {
 
-// Draws with no reproducible sequence.
-bool isRepeatable(GeneratorId id) {
-    return id != GEN_NONDETERMINISTIC;
-}
-
 class GeneratorLaws : public ::testing::TestWithParam<GeneratorId> {
   protected:
     const GeneratorId id = GetParam();

@@ -26,10 +26,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isRepeatable(GeneratorId id) {
-    return id != GEN_NONDETERMINISTIC;
-}
-
 // A file of the test's own, in memory.
 class TemporaryFile {
   public:
@@ -57,15 +53,6 @@ class TemporaryFile {
     int descriptor_;
     std::string path_;
 };
-
-Bytes imageOf(StreamHandle stream) {
-    const std::int32_t size = vslGetStreamSize(stream);
-    Bytes image(static_cast<std::size_t>(size) + 8, '\xCA');
-    EXPECT_EQ(vslSaveStreamM(stream, image.data()), RNG_OK);
-    EXPECT_EQ(Bytes(image.end() - 8, image.end()), Bytes(8, '\xCA'));
-    image.resize(static_cast<std::size_t>(size));
-    return image;
-}
 
 // Owns what a load made, and remembers its status.
 struct Loaded {

@@ -75,6 +75,21 @@ inline std::vector<unsigned char> stateBytes(StreamHandle stream) {
     return {bytes + STREAM_HEADER_BYTES, bytes + row.stateSize};
 }
 
+// The stream's image; the buffer is larger and its end untouched.
+inline std::vector<char> imageOf(StreamHandle stream) {
+    const auto size = static_cast<std::size_t>(vslGetStreamSize(stream));
+    std::vector<char> image(size + 8, '\xCA');
+    EXPECT_EQ(vslSaveStreamM(stream, image.data()), RNG_OK);
+    for (std::size_t k = size; k < image.size(); ++k) EXPECT_EQ(image[k], '\xCA');
+    image.resize(size);
+    return image;
+}
+
+// Does the generator give the same words again?
+inline bool isRepeatable(GeneratorId id) {
+    return id != GEN_NONDETERMINISTIC;
+}
+
 // Rows of a comma-separated file under tests/data, without comments and the line of names.
 std::vector<std::vector<std::string>> readTable(const std::string& file);
 

@@ -31,12 +31,6 @@ void onThreads(Work work) {
     for (std::thread& thread : threads) thread.join();
 }
 
-Bytes imageOf(StreamHandle stream) {
-    Bytes image(static_cast<std::size_t>(vslGetStreamSize(stream)));
-    EXPECT_EQ(vslSaveStreamM(stream, image.data()), RNG_OK);
-    return image;
-}
-
 // All that can be done with a stream of the generator.
 Bytes lifeOf(GeneratorId id) {
     Stream stream(id, 5);
