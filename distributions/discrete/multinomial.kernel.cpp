@@ -4,7 +4,6 @@
 // starts from such counts with a sum somewhat below ntrial, is filled up by single trials, and is
 // drawn again if the sum came out too large.  Few trials over many categories are all single ones.
 #include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/normal-inl.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"
 #include "distributions/kernels.h"
@@ -110,15 +109,15 @@ HWY_INLINE std::int64_t trialsOf(const Law& law, const std::int32_t* row) {
 
 // One row of Poisson counts.
 HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int32_t* row) {
-    auto* const normals = reinterpret_cast<float*>(row);
-    const std::int32_t status = drawNormals<float>(stream, static_cast<std::int32_t>(law.k),
-                                                   normals, 0, 1, [](float*, std::size_t) {});
+    auto* const halves = reinterpret_cast<float*>(row);
+    const std::int32_t status = drawErfInv<float>(stream, static_cast<std::int32_t>(law.k), halves,
+                                                  [](float*, std::size_t) {});
     if (status < 0) return status;
     if (law.terms) {
-        toPoisson(law.lambda, law.k, normals, row,
+        toPoisson(law.lambda, law.k, halves, row,
                   [&](std::size_t i) { return law.terms[i / groupOfMeans]; });
     } else {
-        toPoisson(law.lambda, law.k, normals, row, TermsOfArray{law.lambda, law.k});
+        toPoisson(law.lambda, law.k, halves, row, TermsOfArray{law.lambda, law.k});
     }
     return status;
 }
