@@ -33,6 +33,35 @@ struct CumulativeTable {
     }
 };
 
+// The same by counting the entries below each u, which needs no preparation.  u can be read up to a
+// vector behind its end.
+template <class Past>
+HWY_INLINE void searchByCounting(const CumulativeTable<Past>& table, const double* u, std::size_t n,
+                                 std::int32_t* r) {
+    namespace hn = hwy::HWY_NAMESPACE;
+    const hn::ScalableTag<double> reals;
+    constexpr std::size_t lanes = HWY_LANES(double);
+    const auto first = hn::Set(reals, table.cumulative[0]), one = hn::Set(reals, 1);
+    const auto last = hn::Set(reals, table.cumulative[table.size - 1]);
+    for (std::size_t i = 0; i < n; i += lanes) {
+        const auto x = hn::LoadU(reals, u + i);
+        auto count = hn::Zero(reals);
+        for (std::int32_t k = 0; k < table.size; ++k) {
+            const auto entry = hn::Set(reals, table.cumulative[k]);
+            // Below the mode an entry counts when it is below u, from there on also when equal.
+            const auto isCounted = k < table.mode ? hn::Lt(entry, x) : hn::Le(entry, x);
+            count = hn::Add(count, hn::IfThenElseZero(isCounted, one));
+        }
+        const auto isPlain = hn::And(hn::Lt(x, last), hn::Ne(x, first));
+        double counts[lanes], plain[lanes];
+        hn::StoreU(count, reals, counts);
+        hn::StoreU(hn::IfThenElseZero(isPlain, one), reals, plain);
+        for (std::size_t j = i; j < i + lanes && j < n; ++j) {
+            r[j] = plain[j - i] != 0 ? truncated(counts[j - i]) : table.search(u[j]);
+        }
+    }
+}
+
 // The same from equal intervals of u: most hold at most one entry, and the variate is the number of
 // entries below the interval, or one more.  The others are searched.
 class Guide {
@@ -131,9 +160,10 @@ HWY_INLINE std::int32_t fillBySearch(StreamHandle stream, std::size_t n, std::in
     constexpr std::size_t leastGuided = 64;
     double u[block];
     if (n < leastGuided) {
+        std::memset(u + n, 0, HWY_LANES(double) * sizeof *u);
         const std::int32_t status = drawUniforms<double>(stream, n, u, 0, 1);
         if (status < 0) return status;
-        for (std::size_t i = 0; i < n; ++i) r[i] = table.search(u[i]);
+        searchByCounting(table, u, n, r);
         return status;
     }
     const Guide guide(table);
