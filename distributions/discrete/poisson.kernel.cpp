@@ -99,6 +99,7 @@ HWY_INLINE void fromParallelogram(const PoissonSetup& s, const Pairs& list, Cand
 
 // Exponential tails: behind the parallelogram's ends by an exponential variate.
 HWY_INLINE void fromTails(const PoissonSetup& s, const Pairs& list, Candidates& tested) {
+    if (list.size == 0) return;
     float logarithms[blockPairs + singleLanes];
     call(vsLnBaseline.la, list.size, list.v, logarithms);
     const auto borderOfRight = constant(s.p3);
@@ -201,6 +202,7 @@ std::int32_t byRejection(StreamHandle stream, std::int32_t n, std::int32_t* r,
         tested.size = 0;
         fromParallelogram(s, lists[0], tested);
         fromTails(s, lists[1], tested);
+        if (tested.size == 0) return;
         if (s.lambda > lastByRatios) {
             testLogarithms(s, tested, y);
         } else {

@@ -506,7 +506,7 @@ KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, in
  *
  * METHOD_POISSON_PTPE (0), lambda < 27: a search in the distribution function, one double-precision
  *   uniform an element.  A uniform that equals P(0) to the last bit gives -1, lambda >= 1.
- * METHOD_POISSON_PTPE (0), lambda >= 27: acceptance and rejection (Kachitvichyanukul and Schmeiser,
+ * METHOD_POISSON_PTPE (0), lambda >= 27: acceptance and rejection (Schmeiser and Kachitvichyanukul,
  *   1981) in single precision; about 1.3 pairs of words an element, read in blocks of twice the
  *   elements that are missing, up to 1024 pairs (1012 below the copy avx).  No variate is 0.
  *   The stream keeps what was prepared for the last lambda of each kind: calls with the same one
