@@ -35,8 +35,8 @@ std::int32_t viRngBernoulli(std::int32_t method, StreamHandle stream, std::int32
 
 std::int32_t viRngGeometric(std::int32_t method, StreamHandle stream, std::int32_t n,
                             std::int32_t* r, double p) {
-    return generate<&CopySet::viRngGeometric>(
-        "viRngGeometric", onlyStandard, {{p <= 0 || p >= 1, 5}}, method, stream, n, r, p);
+    return generate<&CopySet::viRngGeometric>("viRngGeometric", onlyStandard,
+                                              {{p <= 0 || p >= 1, 5}}, method, stream, n, r, p);
 }
 
 std::int32_t viRngPoisson(std::int32_t method, StreamHandle stream, std::int32_t n, std::int32_t* r,

@@ -522,11 +522,11 @@ KORVAN_RANDOM_API int32_t viRngPoisson(int32_t method, StreamHandle stream, int3
 
 /* Poisson variates with a mean for each element: r[i] has mean lambda[i].
  *
- * One normal variate of METHOD_GAUSSIAN_INVERSE, single, an element (one word), through a polynomial
- * of its mean's binade; for means below 1/16 a short inversion, at most 11.  An approximation, as
- * METHOD_POISSON_NORMAL is.  Means aren't checked: a negative one or a NaN gives 0, one too large
- * for 32 bits -2^31.  If the generator fails, r holds nothing of use.
- * Position 5: lambda null. */
+ * One normal variate of METHOD_GAUSSIAN_INVERSE, single, an element (one word), through a
+ * polynomial of its mean's binade; for means below 1/16 a short inversion, at most 11.  An
+ * approximation, as METHOD_POISSON_NORMAL is.  Means aren't checked: a negative one or a NaN gives
+ * 0, one too large for 32 bits -2^31.  If the generator fails, r holds nothing of use. Position 5:
+ * lambda null. */
 KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
                                         const double* lambda);
 
