@@ -15,7 +15,8 @@ std::int32_t viRngBernoulli(std::int32_t, StreamHandle stream, std::int32_t n, s
     namespace hn = hwy::HWY_NAMESPACE;
     const hn::ScalableTag<std::int32_t> tag;
     // A single uniform can be rounded up to 1.
-    const std::int32_t bits = p == 1 ? INT32_MAX : std::bit_cast<std::int32_t>(static_cast<float>(p));
+    const std::int32_t bits =
+        p == 1 ? INT32_MAX : std::bit_cast<std::int32_t>(static_cast<float>(p));
     const auto limit = hn::Set(tag, bits), one = hn::Set(tag, 1);
     const auto use = [&](float* part, std::size_t count) {
         singlesToIntegers(reinterpret_cast<std::int32_t*>(part), count, [&](Singles u) {

@@ -1,7 +1,7 @@
 // The geometric law: failures before the first success, P(k) = p (1 - p)^k.
 //
-// By inversion: floor(ln u / ln(1 - p)), in single precision.  A uniform of 0 counts as the smallest
-// positive number.
+// By inversion: floor(ln u / ln(1 - p)), in single precision.  A uniform of 0 counts as the
+// smallest positive number.
 #include "distributions/continuous/floating_point_frame.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/continuous/transforms-inl.h"

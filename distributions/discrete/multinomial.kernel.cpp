@@ -42,31 +42,56 @@ struct Law {
     const double* ends;  // running sums of p
 };
 
-// The category whose interval of (0, 1] holds u; law.k if none does.  NaNs among the ends, which
-// only NaN probabilities leave, end the search as a border would.
+// How many doubles behind the uniforms are read with them.
+constexpr std::size_t slack = HWY_LANES(double);
+
+// The category whose part of (0, 1] holds u: the first one whose end isn't below it.  The ends are
+// in order, but for a NaN of the caller's, which ends the search as well.
 HWY_INLINE std::size_t categoryOf(const Law& law, double u) {
-    if (!(u > 0)) return law.k;
     std::size_t first = 0;
     for (std::size_t left = law.k; left > 0;) {
-        const std::size_t half = left / 2;
-        const bool isBeyond = u > law.ends[first + half];
-        first = isBeyond ? first + half + 1 : first;
-        left = isBeyond ? left - half - 1 : half;
+        const std::size_t half = (left + 1) / 2;
+        first += half * static_cast<std::size_t>(u > law.ends[first + half - 1]);
+        left -= half;
     }
     return first;
 }
 
-// Adds `trials` single trials to the row.
-HWY_INLINE std::int32_t addTrials(const Law& law, StreamHandle stream, std::size_t trials,
-                                  std::int32_t* row, Doubles& uniforms) {
-    if (!uniforms.reserve(trials)) return RNG_NO_MEMORY;
-    const double* const u = uniforms.data();
-    const std::int32_t status = drawUniforms<double>(stream, trials, uniforms.data(), 0, 1);
-    if (status < 0) return status;
-    for (std::size_t i = 0; i < trials; ++i) {
-        const std::size_t category = categoryOf(law, u[i]);
-        if (category < law.k) ++row[category];
+// Adds a trial for each uniform to its category; none, if there is none, or for a uniform of 0.
+HWY_INLINE void addTrials(const Law& law, const double* u, std::size_t trials, std::int32_t* row) {
+    const auto add = [&](double x, std::size_t category) {
+        if (x > 0 && category < law.k) ++row[category];
+    };
+    constexpr std::size_t mostCounted = 64;
+    if (law.k > mostCounted) {
+        for (std::size_t i = 0; i < trials; ++i) add(u[i], categoryOf(law, u[i]));
+        return;
     }
+    // Few ends: a vector of uniforms is held against each.
+    namespace hn = hwy::HWY_NAMESPACE;
+    const hn::ScalableTag<double> reals;
+    const hn::RebindToSigned<decltype(reals)> words;
+    std::int64_t categories[slack];
+    for (std::size_t i = 0; i < trials; i += slack) {
+        const auto x = hn::LoadU(reals, u + i);
+        auto count = hn::Zero(words);
+        for (std::size_t k = 0; k < law.k; ++k) {
+            const auto isBeyond = hn::RebindMask(words, hn::Gt(x, hn::Set(reals, law.ends[k])));
+            count = hn::Add(count, hn::IfThenElseZero(isBeyond, hn::Set(words, 1)));
+        }
+        hn::StoreU(count, words, categories);
+        for (std::size_t j = 0; j < slack && i + j < trials; ++j) {
+            add(u[i + j], static_cast<std::size_t>(categories[j]));
+        }
+    }
+}
+
+HWY_INLINE std::int32_t drawTrials(const Law& law, StreamHandle stream, std::size_t trials,
+                                   std::int32_t* row, Doubles& uniforms) {
+    if (!uniforms.reserve(trials + slack)) return RNG_NO_MEMORY;
+    std::memset(uniforms.data() + trials, 0, slack * sizeof(double));
+    const std::int32_t status = drawUniforms<double>(stream, trials, uniforms.data(), 0, 1);
+    if (status >= 0) addTrials(law, uniforms.data(), trials, row);
     return status;
 }
 
@@ -92,7 +117,7 @@ HWY_INLINE std::int32_t fillRow(const Law& law, StreamHandle stream, std::int32_
         sum = trialsOf(law, row);
     } while (sum < 0);
     const auto missing = static_cast<std::size_t>(law.ntrial - sum);
-    return missing == 0 ? RNG_OK : addTrials(law, stream, missing, row, uniforms);
+    return missing == 0 ? RNG_OK : drawTrials(law, stream, missing, row, uniforms);
 }
 
 double rootOf(double x) {
@@ -151,7 +176,7 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
         std::int32_t* const row = r + j * categories;
         if (isDirect) {
             std::memset(row, 0, categories * sizeof *row);
-            status = addTrials(law, stream, static_cast<std::size_t>(ntrial), row, uniforms);
+            status = drawTrials(law, stream, static_cast<std::size_t>(ntrial), row, uniforms);
         } else {
             status = fillRow(law, stream, row, uniforms);
         }

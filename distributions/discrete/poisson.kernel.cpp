@@ -66,13 +66,15 @@ struct Candidates {
     std::int32_t place[blockPairs + singleLanes];
     std::size_t size = 0;
 
-    HWY_INLINE void append(SingleMask chosen, Integers ys, Singles ws, Integers places) {
-        const auto positive = hn::And(chosen, hn::Gt(hn::ConvertTo(singles, ys), constant(0)));
-        const auto words = hn::RebindMask(integers, positive);
-        hn::StoreU(hn::Compress(hn::ConvertTo(singles, ys), positive), singles, y + size);
-        hn::StoreU(hn::Compress(ws, positive), singles, w + size);
-        hn::StoreU(hn::Compress(places, words), integers, place + size);
-        size += hn::CountTrue(singles, positive);
+    // Behind the `at` that stand there, without those that aren't positive; returns their number.
+    HWY_INLINE std::size_t append(std::size_t at, SingleMask chosen, Singles x, Singles ws,
+                                  Integers places) {
+        const auto ys = hn::ConvertTo(singles, truncated(x));
+        const Packer packed(hn::And(chosen, hn::Gt(ys, constant(0))));
+        hn::StoreU(packed(ys), singles, y + at);
+        hn::StoreU(packed(ws), singles, w + at);
+        storeIntegers(packed(places), place + at);
+        return at + packed.count();
     }
 };
 
@@ -82,14 +84,17 @@ using Pairs = PairList<blockPairs>;
 HWY_INLINE void fromParallelogram(const PoissonSetup& s, const Pairs& list, Candidates& tested) {
     const auto p1 = constant(s.p1), invC = constant(s.invC), xl = constant(s.xl);
     const auto c = constant(s.c), one = constant(1), xm = constant(s.xm), invP1 = constant(s.invP1);
+    std::size_t size = tested.size;
     for (std::size_t i = 0; i < list.size; i += singleLanes) {
         const auto u = hn::LoadU(singles, list.u + i), v = hn::LoadU(singles, list.v + i);
         const auto x = hn::Add(hn::Mul(hn::Sub(u, p1), invC), xl);
-        const auto w = hn::Sub(hn::Add(hn::Mul(v, c), one), hn::Mul(hn::Abs(hn::Sub(xm, x)), invP1));
+        const auto w =
+            hn::Sub(hn::Add(hn::Mul(v, c), one), hn::Mul(hn::Abs(hn::Sub(xm, x)), invP1));
         const auto isIn = hn::FirstN(singles, list.size - i);
-        tested.append(hn::AndNot(hn::Gt(w, one), isIn), truncated(x), w,
-                      hn::LoadU(integers, list.place + i));
+        size = tested.append(size, hn::AndNot(hn::Gt(w, one), isIn), x, w,
+                             hn::LoadU(integers, list.place + i));
     }
+    tested.size = size;
 }
 
 // Exponential tails: behind the parallelogram's ends by an exponential variate.
@@ -97,6 +102,7 @@ HWY_INLINE void fromTails(const PoissonSetup& s, const Pairs& list, Candidates& 
     float logarithms[blockPairs + singleLanes];
     call(vsLnBaseline.la, list.size, list.v, logarithms);
     const auto borderOfRight = constant(s.p3);
+    std::size_t size = tested.size;
     for (std::size_t i = 0; i < list.size; i += singleLanes) {
         const auto u = hn::LoadU(singles, list.u + i), v = hn::LoadU(singles, list.v + i);
         const auto isRight = hn::Gt(u, borderOfRight);
@@ -107,13 +113,14 @@ HWY_INLINE void fromTails(const PoissonSetup& s, const Pairs& list, Candidates& 
         const auto distance =
             hn::Mul(choose(-s.invLamr, s.invLaml), hn::LoadU(singles, logarithms + i));
         const auto x = hn::Add(choose(s.xr, s.xl), distance);
-        tested.append(hn::FirstN(singles, list.size - i), truncated(x), w,
-                      hn::LoadU(integers, list.place + i));
+        size = tested.append(size, hn::FirstN(singles, list.size - i), x, w,
+                             hn::LoadU(integers, list.place + i));
     }
+    tested.size = size;
 }
 
-// Beyond the tables the ratio is multiplied on, and compared before each step: the candidate is held
-// against the ratio one step nearer to the mode.
+// Beyond the tables the ratio is multiplied on, and compared before each step: the candidate is
+// held against the ratio one step nearer to the mode.
 HWY_INLINE bool isFarAccepted(const PoissonSetup& s, float y, float w) {
     constexpr std::int32_t last = PoissonSetup::ratios - 1;
     if (y < s.m) {
@@ -289,8 +296,9 @@ std::int32_t middleByNormals(StreamHandle stream, std::int32_t n, std::int32_t* 
     const double t = fraction - 1;
 
     const auto a = constant(static_cast<float>(1 + row.a[0] + t * (row.a[1] + t * row.a[2])));
-    const auto b = cubic(row.cubics[0], t), c = cubic(row.cubics[1], t), d = cubic(row.cubics[2], t),
-               e = cubic(row.cubics[3], t), f = cubic(row.cubics[4], t);
+    const auto b = cubic(row.cubics[0], t), c = cubic(row.cubics[1], t),
+               d = cubic(row.cubics[2], t), e = cubic(row.cubics[3], t),
+               f = cubic(row.cubics[4], t);
     return byNormals(stream, n, r, 0, 1, [&](Singles g) {
         const auto inner = hn::Add(d, hn::Mul(g, hn::Add(e, hn::Mul(g, f))));
         return hn::Add(a, hn::Mul(hn::Mul(b, g), hn::Add(c, hn::Mul(g, inner))));
@@ -300,8 +308,7 @@ std::int32_t middleByNormals(StreamHandle stream, std::int32_t n, std::int32_t* 
 std::int32_t largeByNormals(StreamHandle stream, std::int32_t n, std::int32_t* r, double lambda) {
     const double d = 1 / lambda;
     const auto mean = static_cast<float>(
-        lambda - 0.6666957198 +
-        d * (-0.01941020862 + d * (-0.001288719308 + d * 0.001645153709)));
+        lambda - 0.6666957198 + d * (-0.01941020862 + d * (-0.001288719308 + d * 0.001645153709)));
     double variance =
         lambda - 0.05580667628 + d * (-0.000975814817 + d * (-0.005534854444 + d * 0.00519830812));
     call(vdSqrt.ha, 1, &variance, &variance);

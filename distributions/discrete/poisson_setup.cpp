@@ -83,10 +83,12 @@ bool isPossibleHat(const PoissonSetup& given) {
     if (given.lambda == 0) return true;
     if (!(given.lambda >= leastRejectionMean && given.lambda <= behindLast)) return false;
     const double mean = given.lambda;
-    const double least = std::max(leastRejectionMean, (mean + std::nextafterf(given.lambda, 0)) / 2);
-    const double largest =
-        std::min(std::nextafter(behindLast, 0.0), (mean + std::nextafterf(given.lambda, INFINITY)) / 2);
-    if (!(given.m >= modeOf(least) && given.m <= modeOf(largest) && given.m == std::trunc(given.m))) {
+    const double least =
+        std::max(leastRejectionMean, (mean + std::nextafterf(given.lambda, 0)) / 2);
+    const double largest = std::min(std::nextafter(behindLast, 0.0),
+                                    (mean + std::nextafterf(given.lambda, INFINITY)) / 2);
+    if (!(given.m >= modeOf(least) && given.m <= modeOf(largest) &&
+          given.m == std::trunc(given.m))) {
         return false;
     }
     PoissonSetup low, high;

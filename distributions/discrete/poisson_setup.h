@@ -21,14 +21,14 @@ struct PoissonSetup {
     float invM, invM3, lnMOverLambda;
     float p1, p2, p3, p4;  // areas up to the end of triangle, parallelogram, left and right tail
     float c, invC, invP1;
-    float xm, xl, xr;  // the triangle's middle and ends
+    float xm, xl, xr;                    // the triangle's middle and ends
     float laml, lamr, invLaml, invLamr;  // decay of the tails
     float stirlingBase;
     float ratioDown[ratios];  // P(m - 1 - i) / P(m)
     float ratioUp[ratios];    // P(m + 1 + i) / P(m)
 
     // Search.
-    double tableLambda;  // 0: not prepared yet
+    double tableLambda;               // 0: not prepared yet
     double cumulative[tableEntries];  // P(at most k)
 };
 static_assert(sizeof(PoissonSetup) == 696 && offsetof(PoissonSetup, ratioUp) == 208 &&

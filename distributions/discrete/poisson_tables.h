@@ -4,8 +4,8 @@
 
 namespace korvan {
 
-// One mean for a whole array: 1 + a(t), b(t), ... f(t) with the powers of t ascending, t from 0 to 1
-// over the binade.
+// One mean for a whole array: 1 + a(t), b(t), ... f(t) with the powers of t ascending, t from 0 to
+// 1 over the binade.
 struct PoissonBinade {
     double a[3];
     double cubics[5][4];  // b, c, d, e, f

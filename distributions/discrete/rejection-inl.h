@@ -11,15 +11,13 @@
 // their test.
 #pragma once
 
-#include "distributions/discrete/truncate-inl.h"
+#include "distributions/discrete/pack-inl.h"
 #include "distributions/draw.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
-
-using SingleMask = hn::Mask<hn::ScalableTag<float>>;
 
 // Candidates' places hold this until a candidate is accepted.
 constexpr std::int32_t noCandidate = -1;
@@ -31,14 +29,16 @@ struct PairList {
     std::int32_t place[most + singleLanes];  // in the block
     std::size_t size = 0;
 
-    HWY_INLINE void append(SingleMask chosen, Singles us, Singles vs, Integers places) {
+    // Behind the `at` pairs that stand there; returns their number.  Whoever appends in a loop
+    // keeps it in a register, which `size` can't be between stores.
+    HWY_INLINE std::size_t append(std::size_t at, SingleMask chosen, Singles us, Singles vs,
+                                  Integers places) {
         const hn::ScalableTag<float> tag;
-        const hn::ScalableTag<std::int32_t> integers;
-        const auto words = hn::RebindMask(integers, chosen);
-        hn::StoreU(hn::Compress(us, chosen), tag, u + size);
-        hn::StoreU(hn::Compress(vs, chosen), tag, v + size);
-        hn::StoreU(hn::Compress(places, words), integers, place + size);
-        size += hn::CountTrue(tag, chosen);
+        const Packer packed(chosen);
+        hn::StoreU(packed(us), tag, u + at);
+        hn::StoreU(packed(vs), tag, v + at);
+        storeIntegers(packed(places), place + at);
+        return at + packed.count();
     }
 
     // What the last vector reads behind the list: numbers that every step can bear.
@@ -60,24 +60,29 @@ HWY_INLINE void sortPairs(const float* numbers, std::size_t pairs, const float (
     const hn::ScalableTag<float> tag;
     const hn::ScalableTag<std::int32_t> integers;
     const auto none = hn::Set(integers, noCandidate);
-    for (auto& list : lists) list.size = 0;
+    const auto step = hn::Set(integers, static_cast<std::int32_t>(singleLanes));
+    auto places = hn::Iota(integers, 0);
+    std::size_t sizes[listed] = {};
     for (std::size_t i = 0; i < pairs; i += singleLanes) {
         Singles u, v;
         hn::LoadInterleaved2(tag, numbers + 2 * i, u, v);
-        const auto places = hn::Iota(integers, static_cast<std::int32_t>(i));
         const auto by = compared(u), us = kept(u);
         auto above = hn::Gt(by, hn::Set(tag, borders[0]));
         const auto y = central(us, v);
-        hn::StoreU(hn::IfThenElse(hn::RebindMask(integers, above), none, y), integers,
-                   candidates + i);
+        storeIntegers(hn::IfThenElse(hn::RebindMask(integers, above), none, y), candidates + i);
         for (std::size_t k = 1; k < listed; ++k) {
             const auto further = hn::And(above, hn::Gt(by, hn::Set(tag, borders[k])));
-            lists[k - 1].append(hn::AndNot(further, above), us, v, places);
+            sizes[k - 1] =
+                lists[k - 1].append(sizes[k - 1], hn::AndNot(further, above), us, v, places);
             above = further;
         }
-        lists[listed - 1].append(above, us, v, places);
+        sizes[listed - 1] = lists[listed - 1].append(sizes[listed - 1], above, us, v, places);
+        places = hn::Add(places, step);
     }
-    for (auto& list : lists) list.fillUp();
+    for (std::size_t k = 0; k < listed; ++k) {
+        lists[k].size = sizes[k];
+        lists[k].fillUp();
+    }
 }
 
 // The candidates of a list back to their pairs' places.
@@ -94,17 +99,15 @@ HWY_INLINE std::size_t packAccepted(const std::int32_t* candidates, std::size_t 
     std::size_t written = 0;
     for (std::size_t i = 0; i < n; i += singleLanes) {
         const auto y = hn::LoadU(tag, candidates + i);
-        const auto accepted = hn::Gt(y, below);
-        const auto packed = hn::Compress(y, accepted);
-        const std::size_t count = hn::CountTrue(tag, accepted);
+        const Packer packed(hn::RebindMask(hn::ScalableTag<float>(), hn::Gt(y, below)));
         if (written + singleLanes <= room) {
-            hn::StoreU(packed, tag, r + written);
+            hn::StoreU(packed(y), tag, r + written);
         } else {
             std::int32_t last[singleLanes];
-            hn::StoreU(packed, tag, last);
-            std::memcpy(r + written, last, count * sizeof *r);
+            hn::StoreU(packed(y), tag, last);
+            std::memcpy(r + written, last, packed.count() * sizeof *r);
         }
-        written += count;
+        written += packed.count();
     }
     return written;
 }
@@ -140,7 +143,7 @@ struct RatioTable {
     const float* ratios;
 
     struct Found {
-        Singles bound;    // the ratio at the distance; anything at the mode and far away
+        Singles bound;           // the ratio at the distance; anything at the mode and far away
         SingleMask atMode, far;  // more than `steps` away
     };
     HWY_INLINE Found operator()(Singles distance) const {

@@ -37,10 +37,11 @@ struct CumulativeTable {
 // entries below the interval, or one more.  The others are searched.
 class Guide {
   public:
-    static constexpr std::int32_t mostEntries = 200;
+    static constexpr std::int32_t mostEntries = 200;  // of at most 254
 
     template <class Past>
     HWY_INLINE explicit Guide(const CumulativeTable<Past>& table) {
+        entries_[crowded] = 0;
         std::int32_t done = 0;
         for (std::int32_t k = 0; k < table.size; ++k) {
             // Below the mode an entry counts when it is below u, from there on also when equal.
@@ -69,19 +70,57 @@ class Guide {
     HWY_INLINE void search(const CumulativeTable<Past>& table, const double* u, std::size_t n,
                            std::int32_t* r) const {
         std::size_t i = 0;
-        for (; i < n; ++i) {
-            const bool inside = u[i] >= 0 && u[i] < 1;
-            const std::int32_t k = inside ? first_[truncated(u[i] * intervals)] : crowded;
-            r[i] = k == crowded ? table.search(u[i]) : k + (u[i] >= entries_[k] ? 1 : 0);
+#if HWY_TARGET <= HWY_AVX2  // where vectors can be gathered
+        namespace hn = hwy::HWY_NAMESPACE;
+        const hn::ScalableTag<double> reals;
+        const hn::RebindToSigned<decltype(reals)> wide;
+        const hn::Rebind<std::int32_t, decltype(reals)> narrow;
+        const auto zero = hn::Zero(reals), end = hn::Set(reals, 1);
+        const auto one = hn::Set(wide, 1), crowds = hn::Set(wide, crowded);
+        const auto* const bytes = reinterpret_cast<const std::int32_t*>(first_);
+        for (; i + hn::Lanes(reals) <= n; i += hn::Lanes(reals)) {
+            const auto x = hn::LoadU(reals, u + i);
+            const auto isIn = hn::And(hn::Ge(x, zero), hn::Lt(x, end));
+            const auto scaled = hn::Mul(hn::IfThenElseZero(isIn, x), hn::Set(reals, intervals));
+            const auto word = hn::GatherOffset(narrow, bytes, hn::DemoteTo(narrow, scaled));
+            const auto k = hn::PromoteTo(wide, hn::And(word, hn::Set(narrow, 0xFF)));
+            const auto isAbove = hn::Ge(x, hn::GatherIndex(reals, entries_, k));
+            const auto next = hn::IfThenElseZero(hn::RebindMask(wide, isAbove), one);
+            storeNarrow(hn::Add(k, next), r + i);
+            const auto isPlain = hn::And(hn::RebindMask(wide, isIn), hn::Ne(k, crowds));
+            if (HWY_LIKELY(hn::AllTrue(wide, isPlain))) continue;
+            for (std::size_t j = i; j < i + hn::Lanes(reals); ++j) r[j] = find(table, u[j]);
         }
+#endif
+        for (; i < n; ++i) r[i] = find(table, u[i]);
     }
 
   private:
-    static constexpr std::int32_t intervals = 1024;
-    static constexpr std::uint8_t crowded = 255;
+    template <class Past>
+    HWY_INLINE std::int32_t find(const CumulativeTable<Past>& table, double u) const {
+        const bool isIn = u >= 0 && u < 1;
+        const std::int32_t k = isIn ? first_[truncated(u * intervals)] : crowded;
+        return k == crowded ? table.search(u) : k + (u >= entries_[k] ? 1 : 0);
+    }
+#if HWY_TARGET <= HWY_AVX3
+    static HWY_INLINE void storeNarrow(
+        hwy::HWY_NAMESPACE::Vec<hwy::HWY_NAMESPACE::ScalableTag<std::int64_t>> x, std::int32_t* r) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(r), _mm512_cvtepi64_epi32(x.raw));
+    }
+#elif HWY_TARGET <= HWY_AVX2
+    static HWY_INLINE void storeNarrow(
+        hwy::HWY_NAMESPACE::Vec<hwy::HWY_NAMESPACE::ScalableTag<std::int64_t>> x, std::int32_t* r) {
+        const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
+        const __m256i packed = _mm256_permutevar8x32_epi32(x.raw, order);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(r), _mm256_castsi256_si128(packed));
+    }
+#endif
 
-    double entries_[mostEntries];
-    std::uint8_t first_[intervals + 8];
+    static constexpr std::int32_t intervals = 1024;
+    static constexpr std::int32_t crowded = mostEntries;
+
+    double entries_[mostEntries + 1];
+    std::uint8_t first_[intervals + 4];  // vectors are gathered in words
 };
 
 // Fills r from one double-precision uniform an element, at most `block` of them at a time.
