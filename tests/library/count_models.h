@@ -446,7 +446,7 @@ inline std::vector<std::int32_t> multinomial(StreamHandle s, std::size_t n, std:
     std::vector<std::int32_t> rows;
     for (std::size_t j = 0; j < n; ++j) {
         std::vector<std::int32_t> row(k);
-        std::int32_t total = 0;
+        std::int64_t total = 0;
         if (!direct) {
             do {
                 total = 0;

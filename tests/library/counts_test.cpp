@@ -146,11 +146,8 @@ TEST(Counts, ElementsAreTheModelsOfTheirDraws) {
                 EXPECT_EQ(attachmentCount(stream), 0u) << law.name;
             }
         }
-        if (flips) {
-            std::printf("%s: %zu flips of %zu\n", law.name.c_str(), flips, elements);
-        }
         if (!law.isCoarse) {
-            EXPECT_LE(flips, elements / 1000) << law.name;
+            EXPECT_LE(flips, elements / 10000) << law.name;
         }
     }
 }
@@ -177,15 +174,13 @@ TEST(Counts, PoissonTableIsSearchedFromTheMean) {
     }
 }
 
-// Every candidate's count and acceptance, and the blocks; the model decides but for a few that hang
+// Every candidate's count and acceptance, and the blocks.  One candidate in 600,000 or fewer hangs
 // on a logarithm's last bits.
 TEST(Counts, PoissonRejectionTakesTheModelsCandidates) {
-    const std::map<double, double> flipBounds = {
-        {27, 0},    {27.5, 0}, {50, 0},     {64.5, 0},  {99.99, 0}, {100, 0}, {100.000001, 0},
-        {101.3, 0}, {500, 0},  {1234.1, 0}, {16384, 0}, {1e6, 0},   {1e9, 0}, {2147e6, 0}};
-    for (const auto& [lambda, bound] : flipBounds) {
+    std::size_t flipped = 0, drawn = 0;
+    for (const double lambda : {27.0, 27.5, 50.0, 64.5, 99.99, 100.0, 100.000001, 101.3, 500.0,
+                                1234.1, 16384.0, 1e6, 1e9, 2147e6}) {
         const PtpeCandidates candidates(lambda);
-        std::size_t flipped = 0, drawn = 0;
         for (const GeneratorId id : someGenerators()) {
             Stream stream(id, 13);
             std::vector<std::size_t> calls(200, 1);
@@ -198,15 +193,13 @@ TEST(Counts, PoissonRejectionTakesTheModelsCandidates) {
                 flipped += match.flipped;
                 drawn += match.candidates;
             }
-            // Both are floats in the told order; the set-up's logarithm is rounded from a double.
             ASSERT_EQ(
                 std::memcmp(recordOf(stream), &candidates.t, offsetof(PoissonRecord, tableLambda)),
                 0)
                 << lambda;
         }
-        std::printf("lambda %g: %zu of %zu candidates flipped\n", lambda, flipped, drawn);
-        EXPECT_LE(static_cast<double>(flipped), bound * static_cast<double>(drawn)) << lambda;
     }
+    EXPECT_LE(static_cast<double>(flipped), 1e-5 * static_cast<double>(drawn));
 }
 
 std::vector<double> shares(std::size_t k, double sum = 1) {
@@ -235,7 +228,8 @@ TEST(Counts, MultinomialRowsAreTheModels) {
                                      {10, shares(500, 0.9991)},
                                      {50, shares(9, 0.9991)},
                                      {50, shares(9, 1.0009)},
-                                     {1, {0.25, 0.75}}};
+                                     {1, {0.25, 0.75}},
+                                     {2147483647, {0.25, 0.75}}};
     for (const auto& [ntrial, p] : cases) {
         for (const GeneratorId id : someGenerators()) {
             for (const std::size_t n : {1, 2, 7, 60}) {
@@ -350,7 +344,6 @@ void expectFit(const std::vector<std::int32_t>& r, const std::function<double(do
     }
     chiSquare += std::pow(observedLeft - expectedLeft, 2) / expectedLeft;
     EXPECT_LT(chiSquare, chiSquareBound(bins)) << name << ", " << bins << " bins";
-    std::printf("%s: %g of %g, %zu bins\n", name.c_str(), chiSquare, chiSquareBound(bins), bins);
 }
 
 template <class Law>
@@ -401,6 +394,19 @@ TEST(Counts, MultinomialFitsItsMarginals) {
     }
 }
 
+TEST(Counts, StrangeParametersEnd) {
+    Stream stream(GEN_PHILOX4X32X10, 3);
+    for (const double strange : {nan, std::numeric_limits<double>::infinity(), 5e-324}) {
+        draw(poissonOf(strange, METHOD_POISSON_NORMAL), stream, 100);
+        draw(poissonVOf({strange, -strange}), stream, 100);
+    }
+    draw(geometricOf(nan), stream, 100);
+    draw(multinomialOf(3, {nan, 1}), stream, 100, 2);
+    // A sum of 1.0009 puts the rows' Poisson counts 20 deviations above a thousand million.
+    const auto r = draw(multinomialOf(1000000000, shares(3, 1.0009)), stream, 10, 3);
+    for (std::size_t j = 0; j < 30; j += 3) EXPECT_EQ(r[j] + r[j + 1] + r[j + 2], 1000000000);
+}
+
 // Not the law itself: its mean and variance within the approximations' own errors, without chance
 // ones on uniforms that lie evenly.
 TEST(Counts, ApproximationsHaveMeanAndVariance) {
@@ -408,23 +414,20 @@ TEST(Counts, ApproximationsHaveMeanAndVariance) {
     struct Row {
         double lambda, meanError, varianceError;  // relative
     };
-    const std::vector<Row> rows = {{0.001, 0, 0}, {0.01, 0, 0}, {0.06, 0, 0}, {0.3, 0, 0},
-                                   {0.5, 0, 0},   {1, 0, 0},    {1.6, 0, 0},  {3, 0, 0},
-                                   {7, 0, 0},     {20, 0, 0},   {99.9, 0, 0}, {200, 0, 0},
-                                   {1e4, 0, 0},   {1e6, 0, 0}};
+    const std::vector<Row> rows = {{0.01, 3e-4, 7e-4}, {0.06, 2e-3, 6e-3}, {0.3, 4e-4, 2e-4},
+                                   {0.5, 5e-4, 5e-4},  {1, 1e-4, 3e-4},    {1.6, 2e-4, 1e-4},
+                                   {3, 1e-4, 2e-4},    {7, 5e-5, 5e-4},    {20, 5e-6, 2e-4},
+                                   {99.9, 1e-6, 1e-4}, {200, 2e-5, 7e-4},  {1e4, 2e-5, 8e-4},
+                                   {1e6, 1e-6, 8e-4}};
     for (const auto& [lambda, meanError, varianceError] : rows) {
-        for (const auto& [name, fill] :
-             {std::pair("method 1", poissonOf(lambda, METHOD_POISSON_NORMAL)),
-              std::pair("PoissonV", poissonVOf({lambda}))}) {
+        for (const Fill& fill : {poissonOf(lambda, METHOD_POISSON_NORMAL), poissonVOf({lambda})}) {
             double sum = 0, squares = 0;
             for (const std::int32_t k : draw(fill, Stream(GEN_SOBOL, 1), n)) {
                 sum += k - lambda, squares += (k - lambda) * (k - lambda);
             }
             const double mean = sum / n, variance = squares / n - mean * mean;
-            EXPECT_LT(std::abs(mean), meanError * lambda) << name << " " << lambda;
-            EXPECT_LT(std::abs(variance - lambda), varianceError * lambda) << name << " " << lambda;
-            std::printf("%s %g: mean %g, variance %g\n", name, lambda, mean / lambda,
-                        variance / lambda - 1);
+            EXPECT_LT(std::abs(mean), meanError * lambda) << lambda;
+            EXPECT_LT(std::abs(variance - lambda), varianceError * lambda) << lambda;
         }
     }
 }
@@ -521,7 +524,6 @@ TEST(PoissonSetUp, ChangedImagesDoNoHarm) {
         StreamHandle loaded = nullptr;
         EXPECT_EQ(vslLoadStreamM(&loaded, shorter.data()), RNG_BAD_MEMORY_FORMAT);
     }
-    std::printf("%d refused, %d taken\n", refused, taken);
     EXPECT_GT(refused, taken);
 }
 
@@ -646,7 +648,7 @@ TEST(CountFailures, EveryAllocationFailing) {
             const std::size_t rows = wholeRows(r, expected, columns);
             EXPECT_GE(static_cast<int>(rows) + 1, width == 1 ? 0 : failures);
             EXPECT_EQ(std::count(r.begin(), r.end(), guard) > 0, rows + 1 < 10);
-            if (failures == 0) {
+            if (width == 1 || failures == 0) {
                 EXPECT_EQ(draw(fill, stream, 10, columns), expected);
             }
         }
