@@ -4,6 +4,7 @@
 // starts from such counts with a sum somewhat below ntrial, is filled up by single trials, and is
 // drawn again if the sum came out too large.  Few trials over many categories are all single ones.
 #include "distributions/continuous/floating_point_frame.h"
+#include "distributions/continuous/normal-inl.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"
 #include "distributions/kernels.h"
@@ -39,7 +40,8 @@ struct Law {
     std::int32_t ntrial;
     std::size_t k;
     const double* lambda;
-    const double* ends;  // running sums of p
+    const double* ends;      // running sums of p
+    const MeanTerms* terms;  // of the means, or null
 };
 
 // How many doubles behind the uniforms are read with them.
@@ -106,18 +108,32 @@ HWY_INLINE std::int64_t trialsOf(const Law& law, const std::int32_t* row) {
     return least < 0 || sum > law.ntrial ? -1 : sum;
 }
 
+// One row of Poisson counts.
+HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int32_t* row) {
+    auto* const normals = reinterpret_cast<float*>(row);
+    const std::int32_t status = drawNormals<float>(stream, static_cast<std::int32_t>(law.k),
+                                                   normals, 0, 1, [](float*, std::size_t) {});
+    if (status < 0) return status;
+    if (law.terms) {
+        toPoisson(law.lambda, law.k, normals, row,
+                  [&](std::size_t i) { return law.terms[i / groupOfMeans]; });
+    } else {
+        toPoisson(law.lambda, law.k, normals, row, TermsOfArray{law.lambda, law.k});
+    }
+    return status;
+}
+
 HWY_INLINE std::int32_t fillRow(const Law& law, StreamHandle stream, std::int32_t* row,
                                 Doubles& uniforms) {
-    std::int64_t sum = 0;
+    std::int32_t status;
+    std::int64_t sum;
     do {
-        const auto size = static_cast<std::int32_t>(law.k);
-        if (const std::int32_t status = fillByMeans(stream, size, row, law.lambda); status < 0) {
-            return status;
-        }
+        status = drawCounts(law, stream, row);
+        if (status < 0) return status;
         sum = trialsOf(law, row);
     } while (sum < 0);
     const auto missing = static_cast<std::size_t>(law.ntrial - sum);
-    return missing == 0 ? RNG_OK : drawTrials(law, stream, missing, row, uniforms);
+    return missing == 0 ? status : drawTrials(law, stream, missing, row, uniforms);
 }
 
 double rootOf(double x) {
@@ -161,15 +177,24 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
     }
 
     const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
+    // Terms serve many rows; where they would take more than the caches, they are made anew.
+    constexpr std::size_t mostPrepared = 1 << 14;
+    const std::size_t groups = (categories + groupOfMeans - 1) / groupOfMeans;
+    const bool isPrepared = rows > 1 && categories <= mostPrepared;
     Doubles table, uniforms;
-    if (!table.reserve(2 * categories)) return RNG_NO_MEMORY;
-    double* const lambda = table.data();
+    const std::size_t termDoubles = isPrepared ? groups * (sizeof(MeanTerms) / sizeof(double)) : 0;
+    if (!table.reserve(termDoubles + 2 * categories)) return RNG_NO_MEMORY;
+    double* const lambda = table.data() + termDoubles;
     double* const ends = lambda + categories;
     setMeans(ntrial, categories, p, sum, lambda);
     double end = 0;
     for (std::size_t i = 0; i < categories; ++i) ends[i] = end += p[i];
+    auto* const terms = reinterpret_cast<MeanTerms*>(table.data());
+    for (std::size_t i = 0; isPrepared && i < groups; ++i) {
+        terms[i] = TermsOfArray{lambda, categories}(i * groupOfMeans);
+    }
 
-    const Law law{ntrial, categories, lambda, ends};
+    const Law law{ntrial, categories, lambda, ends, isPrepared ? terms : nullptr};
     const bool isDirect = ntrial <= 16 && categories >= 16 * static_cast<std::size_t>(ntrial);
     std::int32_t status = RNG_OK;
     for (std::size_t j = 0; j < rows; ++j) {

@@ -15,7 +15,9 @@ class Packer {
   public:
 #if HWY_TARGET == HWY_SCALAR
     HWY_INLINE explicit Packer(SingleMask chosen) : bits_(chosen.bits != 0 ? 1 : 0) {}
-    HWY_INLINE Integers operator()(Integers x) const { return x; }
+    HWY_INLINE Integers operator()(Integers x) const {
+        return x;
+    }
 #elif HWY_TARGET <= HWY_AVX3
     HWY_INLINE explicit Packer(SingleMask chosen) : bits_(chosen.raw) {}
     HWY_INLINE Integers operator()(Integers x) const {
@@ -24,8 +26,8 @@ class Packer {
 #elif HWY_TARGET <= HWY_AVX2
     HWY_INLINE explicit Packer(SingleMask chosen)
         : bits_(static_cast<std::uint32_t>(_mm256_movemask_ps(chosen.raw))),
-          order_(_mm256_cvtepu8_epi32(_mm_loadl_epi64(
-              reinterpret_cast<const __m128i*>(packTableOf8.data() + bits_)))) {}
+          order_(_mm256_cvtepu8_epi32(
+              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(packTableOf8.data() + bits_)))) {}
     HWY_INLINE Integers operator()(Integers x) const {
         return Integers{_mm256_permutevar8x32_epi32(x.raw, order_)};
     }

@@ -1,5 +1,6 @@
 // The Poisson law with a mean for each element.
 #include "distributions/continuous/floating_point_frame.h"
+#include "distributions/continuous/normal-inl.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"
 #include "distributions/kernels.h"
@@ -9,7 +10,11 @@ namespace korvan::KORVAN_COPY {
 std::int32_t viRngPoissonV(std::int32_t, StreamHandle stream, std::int32_t n, std::int32_t* r,
                            const double* lambda) {
     const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
-    return fillByMeans(stream, n, r, lambda);
+    auto* const normals = reinterpret_cast<float*>(r);
+    return drawNormals<float>(stream, n, normals, 0, 1, [&](float* part, std::size_t count) {
+        const auto done = static_cast<std::size_t>(part - normals);
+        toPoisson(lambda + done, count, part, r + done, TermsOfArray{lambda + done, count});
+    });
 }
 
 }  // namespace korvan::KORVAN_COPY
