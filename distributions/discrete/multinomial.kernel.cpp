@@ -4,7 +4,6 @@
 // starts from such counts with a sum somewhat below ntrial, is filled up by single trials, and is
 // drawn again if the sum came out too large.  Few trials over many categories are all single ones.
 #include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/normal-inl.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"
 #include "distributions/kernels.h"
@@ -44,7 +43,7 @@ struct Law {
     const MeanTerms* terms;  // of the means, or null
 };
 
-// How many doubles behind the uniforms are read with them.
+// How many doubles behind the uniforms, zeros, are read with them.
 constexpr std::size_t slack = HWY_LANES(double);
 
 // The category whose part of (0, 1] holds u: the first one whose end isn't below it.  The ends are
@@ -61,30 +60,29 @@ HWY_INLINE std::size_t categoryOf(const Law& law, double u) {
 
 // Adds a trial for each uniform to its category; none, if there is none, or for a uniform of 0.
 HWY_INLINE void addTrials(const Law& law, const double* u, std::size_t trials, std::int32_t* row) {
-    const auto add = [&](double x, std::size_t category) {
-        if (x > 0 && category < law.k) ++row[category];
-    };
-    constexpr std::size_t mostCounted = 64;
-    if (law.k > mostCounted) {
-        for (std::size_t i = 0; i < trials; ++i) add(u[i], categoryOf(law, u[i]));
+    // Few ends: as many trials fell into a category as lie above its begin and not above its end.
+    constexpr std::size_t mostCounted = 16 * slack;
+    if (law.k <= mostCounted) {
+        namespace hn = hwy::HWY_NAMESPACE;
+        const hn::ScalableTag<double> tag;
+        const auto countAbove = [&](double end) {
+            std::size_t count = 0;
+            for (std::size_t i = 0; i < trials; i += slack) {
+                count += hn::CountTrue(tag, hn::Gt(hn::LoadU(tag, u + i), hn::Set(tag, end)));
+            }
+            return static_cast<std::int32_t>(count);
+        };
+        std::int32_t aboveBegin = countAbove(0);
+        for (std::size_t i = 0; i < law.k; ++i) {
+            const std::int32_t aboveEnd = countAbove(law.ends[i]);
+            row[i] += aboveBegin - aboveEnd;
+            aboveBegin = aboveEnd;
+        }
         return;
     }
-    // Few ends: a vector of uniforms is held against each.
-    namespace hn = hwy::HWY_NAMESPACE;
-    const hn::ScalableTag<double> reals;
-    const hn::RebindToSigned<decltype(reals)> words;
-    std::int64_t categories[slack];
-    for (std::size_t i = 0; i < trials; i += slack) {
-        const auto x = hn::LoadU(reals, u + i);
-        auto count = hn::Zero(words);
-        for (std::size_t k = 0; k < law.k; ++k) {
-            const auto isBeyond = hn::RebindMask(words, hn::Gt(x, hn::Set(reals, law.ends[k])));
-            count = hn::Add(count, hn::IfThenElseZero(isBeyond, hn::Set(words, 1)));
-        }
-        hn::StoreU(count, words, categories);
-        for (std::size_t j = 0; j < slack && i + j < trials; ++j) {
-            add(u[i + j], static_cast<std::size_t>(categories[j]));
-        }
+    for (std::size_t i = 0; i < trials; ++i) {
+        const std::size_t category = categoryOf(law, u[i]);
+        if (u[i] > 0 && category < law.k) ++row[category];
     }
 }
 
@@ -110,15 +108,15 @@ HWY_INLINE std::int64_t trialsOf(const Law& law, const std::int32_t* row) {
 
 // One row of Poisson counts.
 HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int32_t* row) {
-    auto* const normals = reinterpret_cast<float*>(row);
-    const std::int32_t status = drawNormals<float>(stream, static_cast<std::int32_t>(law.k),
-                                                   normals, 0, 1, [](float*, std::size_t) {});
+    auto* const halves = reinterpret_cast<float*>(row);
+    const std::int32_t status = drawErfInv<float>(stream, static_cast<std::int32_t>(law.k), halves,
+                                                  [](float*, std::size_t) {});
     if (status < 0) return status;
     if (law.terms) {
-        toPoisson(law.lambda, law.k, normals, row,
+        toPoisson(law.lambda, law.k, halves, row,
                   [&](std::size_t i) { return law.terms[i / groupOfMeans]; });
     } else {
-        toPoisson(law.lambda, law.k, normals, row, TermsOfArray{law.lambda, law.k});
+        toPoisson(law.lambda, law.k, halves, row, TermsOfArray{law.lambda, law.k});
     }
     return status;
 }

@@ -5,7 +5,7 @@
 // inverted by a few terms of the series.
 #pragma once
 
-#include "distributions/continuous/transforms-inl.h"
+#include "distributions/continuous/normal-inl.h"
 #include "distributions/discrete/poisson_tables.h"
 #include "distributions/discrete/truncate-inl.h"
 
@@ -44,8 +44,8 @@ HWY_INLINE const PoissonMeanRow& rowOfExponent(std::int64_t biased) {
     return poissonMeanRows[place < 0 ? 0 : (place < last ? place : last)];
 }
 
-// termsOf: those of a group of means.  evaluate: the counts from a group of normal variates, which
-// can stand in the same memory.
+// termsOf: those of a group of means.  evaluate: the counts from a group of erf^-1(v), which can
+// stand in the same memory; normal variates are sqrt(2) times as large.
 #if HWY_TARGET <= HWY_AVX2
 
 // The four cubics of one mean after the other, then the rest of all four.
@@ -84,9 +84,10 @@ HWY_INLINE MeanTerms termsOf(const double* means) {
     return terms;
 }
 
-HWY_INLINE void evaluate(const MeanTerms& terms, const float* normals, std::int32_t* counts) {
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
+    const __m128 normals = _mm_mul_ps(_mm_loadu_ps(halves), _mm_set1_ps(rootOfTwo<float>));
     MeanVector x;
-    terms.evaluate(_mm256_cvtps_pd(_mm_loadu_ps(normals)), &x);
+    terms.evaluate(_mm256_cvtps_pd(normals), &x);
     // The second operand where the first is no number.
     const __m256d cut = _mm256_max_pd(x, _mm256_setzero_pd());
     _mm_storeu_si128(reinterpret_cast<__m128i*>(counts), _mm256_cvttpd_epi32(cut));
@@ -111,11 +112,11 @@ HWY_INLINE MeanTerms termsOf(const double* means) {
     return terms;
 }
 
-HWY_INLINE void evaluate(const MeanTerms& terms, const float* normals, std::int32_t* counts) {
-    float g;
-    std::memcpy(&g, normals, sizeof g);
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
+    float half;
+    std::memcpy(&half, halves, sizeof half);
     double x;
-    terms.evaluate(g, &x);
+    terms.evaluate(half * rootOfTwo<float>, &x);
     const std::int32_t y = truncated(x > 0 ? x : 0);
     std::memcpy(counts, &y, sizeof y);
 }
@@ -163,15 +164,15 @@ struct SmallMeans {
     std::int32_t places[block];
     std::size_t size;
 
-    HWY_INLINE void collect(const double* means, const float* normals, std::size_t n) {
+    HWY_INLINE void collect(const double* means, const float* halves, std::size_t n) {
         size = 0;
         for (std::size_t i = 0; i < n; ++i) size += means[i] < leastLargeMean ? 1 : 0;
         if (size == 0) return;
         std::size_t found = 0;
         for (std::size_t i = 0; i < n; ++i) {
             float g;
-            std::memcpy(&g, normals + i, sizeof g);
-            x[found] = g * rootOfHalf;
+            std::memcpy(&g, halves + i, sizeof g);
+            x[found] = g * rootOfTwo<float> * rootOfHalf;
             places[found] = static_cast<std::int32_t>(i);
             found += means[i] < leastLargeMean ? 1 : 0;
         }
@@ -185,24 +186,25 @@ struct SmallMeans {
     }
 };
 
-// Counts with the means lambda[0 .. n-1] from as many normal variates, which can stand in the same
-// memory.  termsAt(i) gives the terms of the group that begins with mean i.
+// Counts with the means lambda[0 .. n-1] from as many erf^-1(v), which can stand in the same
+// memory.
+//  termsAt(i) gives the terms of the group that begins with mean i.
 template <class TermsAt>
-HWY_INLINE void toPoisson(const double* lambda, std::size_t n, const float* normals,
+HWY_INLINE void toPoisson(const double* lambda, std::size_t n, const float* halves,
                           std::int32_t* counts, TermsAt termsAt) {
     SmallMeans small;
     for (std::size_t done = 0; done < n; done += SmallMeans::block) {
         const std::size_t end = n - done < SmallMeans::block ? n : done + SmallMeans::block;
-        small.collect(lambda + done, normals + done, end - done);
+        small.collect(lambda + done, halves + done, end - done);
         if (small.size < end - done) {
             std::size_t i = done;
             for (; i + groupOfMeans <= end; i += groupOfMeans) {
-                evaluate(termsAt(i), normals + i, counts + i);
+                evaluate(termsAt(i), halves + i, counts + i);
             }
             if (i < end) {
                 float last[groupOfMeans] = {};
                 std::int32_t lastCounts[groupOfMeans];
-                std::memcpy(last, normals + i, (end - i) * sizeof *normals);
+                std::memcpy(last, halves + i, (end - i) * sizeof *halves);
                 evaluate(termsAt(i), last, lastCounts);
                 std::memcpy(counts + i, lastCounts, (end - i) * sizeof *counts);
             }
