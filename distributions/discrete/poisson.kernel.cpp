@@ -76,6 +76,14 @@ struct Candidates {
         storeIntegers(packed(places), place + at);
         return at + packed.count();
     }
+
+    // What the last vector reads behind the list.
+    HWY_INLINE void fillUp(float mode) {
+        for (std::size_t i = size; i < size + singleLanes; ++i) {
+            y[i] = mode;
+            w[i] = 1;
+        }
+    }
 };
 
 using Pairs = PairList<blockPairs>;
@@ -203,6 +211,7 @@ std::int32_t byRejection(StreamHandle stream, std::int32_t n, std::int32_t* r,
         fromParallelogram(s, lists[0], tested);
         fromTails(s, lists[1], tested);
         if (tested.size == 0) return;
+        tested.fillUp(s.m);
         if (s.lambda > lastByRatios) {
             testLogarithms(s, tested, y);
         } else {

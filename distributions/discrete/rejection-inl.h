@@ -151,7 +151,8 @@ struct RatioTable {
         const hn::ScalableTag<std::int32_t> integers;
         const auto size = hn::Abs(distance);
         const auto first = hn::Set(tag, 1), last = hn::Set(tag, static_cast<float>(steps));
-        const auto near = truncated(hn::Sub(hn::Max(first, hn::Min(last, size)), first));
+        // In this order of the operands even a NaN gives an index inside.
+        const auto near = truncated(hn::Sub(hn::Max(hn::Min(size, last), first), first));
         const auto isUp = hn::RebindMask(integers, hn::Gt(distance, hn::Zero(tag)));
         const auto index = hn::Add(near, hn::IfThenElseZero(isUp, hn::Set(integers, steps)));
         return {hn::GatherIndex(tag, ratios, index), hn::Eq(distance, hn::Zero(tag)),
