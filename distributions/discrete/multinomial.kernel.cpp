@@ -148,7 +148,7 @@ double baseOf(double ntrial, double k) {
 // The means, in proportion to p.  Where p sums to so much more than 1 that the sum of a row would
 // never be small enough, they are made smaller: given the sum, the counts have the same law.
 void setMeans(double ntrial, std::size_t k, const double* p, double sum, double* lambda) {
-    constexpr double hopeless = 5;  // deviations
+    constexpr double hopeless = 4;  // deviations: one row in 30,000
     double base = baseOf(ntrial, static_cast<double>(k));
     if (base * sum - ntrial > hopeless * rootOf(ntrial)) base /= sum;
     for (std::size_t i = 0; i < k; ++i) lambda[i] = base * p[i];

@@ -57,7 +57,8 @@ std::int32_t byTable(StreamHandle stream, std::int32_t n, std::int32_t* r, doubl
         }
     };
     const CumulativeTable table{cumulative, static_cast<std::int32_t>(lambda), size, past};
-    return fillBySearch<blockNumbers>(stream, static_cast<std::size_t>(n), r, table);
+    return fillBySearch<blockNumbers, PoissonSetup::tableEntries>(
+        stream, static_cast<std::size_t>(n), r, table);
 }
 
 // Candidates that have to be tested: y against w, the height under the hat.

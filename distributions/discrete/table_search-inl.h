@@ -64,10 +64,9 @@ HWY_INLINE void searchByCounting(const CumulativeTable<Past>& table, const doubl
 
 // The same from equal intervals of u: most hold at most one entry, and the variate is the number of
 // entries below the interval, or one more.  The others are searched.
+template <std::int32_t mostEntries>
 class Guide {
   public:
-    static constexpr std::int32_t mostEntries = 200;  // of at most 254
-
     template <class Past>
     HWY_INLINE explicit Guide(const CumulativeTable<Past>& table) {
         entries_[crowded] = 0;
@@ -146,14 +145,16 @@ class Guide {
 #endif
 
     static constexpr std::int32_t intervals = 1024;
-    static constexpr std::int32_t crowded = mostEntries;
+    static constexpr std::int32_t crowded = mostEntries;  // no interval's number of entries
+    static_assert(crowded <= UINT8_MAX);
 
     double entries_[mostEntries + 1];
     std::uint8_t first_[intervals + 4];  // vectors are gathered in words
 };
 
-// Fills r from one double-precision uniform an element, at most `block` of them at a time.
-template <std::size_t block, class Past>
+// Fills r from one double-precision uniform an element, at most `block` of them at a time; the
+// table has at most mostEntries.
+template <std::size_t block, std::int32_t mostEntries, class Past>
 HWY_INLINE std::int32_t fillBySearch(StreamHandle stream, std::size_t n, std::int32_t* r,
                                      const CumulativeTable<Past>& table) {
     // A guide costs about as much as so many searches.
@@ -166,7 +167,7 @@ HWY_INLINE std::int32_t fillBySearch(StreamHandle stream, std::size_t n, std::in
         searchByCounting(table, u, n, r);
         return status;
     }
-    const Guide guide(table);
+    const Guide<mostEntries> guide(table);
     std::int32_t status = RNG_OK;
     for (std::size_t done = 0; done < n; done += block) {
         const std::size_t count = n - done < block ? n - done : block;
