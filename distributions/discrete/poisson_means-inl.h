@@ -2,7 +2,7 @@
 //
 // A mean of 1/16 or more: a polynomial in the normal variate g with coefficients that depend on the
 // mean's binade and on its place t in it.  Smaller means: erf(|g| / sqrt(2)) is uniform, and is
-// inverted by a few terms of the series.
+// inverted by a few terms of the series of exp(mean).
 #pragma once
 
 #include "distributions/continuous/normal-inl.h"
@@ -48,39 +48,50 @@ HWY_INLINE const PoissonMeanRow& rowOfExponent(std::int64_t biased) {
 // stand in the same memory; normal variates are sqrt(2) times as large.
 #if HWY_TARGET <= HWY_AVX2
 
-// The four cubics of one mean after the other, then the rest of all four.
-HWY_INLINE MeanTerms termsOf(const double* means) {
-    const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(means));
-    std::int64_t exponents[groupOfMeans];
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(exponents),
-                        _mm256_and_si256(_mm256_srli_epi64(words, 52), _mm256_set1_epi64x(0x7FF)));
-    const __m256i fractions =
-        _mm256_or_si256(_mm256_and_si256(words, _mm256_set1_epi64x(0xFFFFFFFFFFFFF)),
-                        _mm256_set1_epi64x(0x3FF0000000000000));
-    const MeanVector t = reinterpret_cast<const MeanVector&>(fractions) - 1.0;
+// 1.f - 1, f the mantissa.
+HWY_INLINE __m256d fractionOf(__m256d mean) {
+    const __m256d mantissa = _mm256_castsi256_pd(_mm256_set1_epi64x(0xFFFFFFFFFFFFF));
+    const __m256d one = _mm256_set1_pd(1);
+    return _mm256_sub_pd(_mm256_or_pd(_mm256_and_pd(mean, mantissa), one), one);
+}
 
-    MeanVector ofMean[groupOfMeans], cOfMean[groupOfMeans], c[4];
+// Rows x and y, from place `at` on: x[at], x[at + 1], y[at], y[at + 1].
+HWY_INLINE __m256d pairsOf(const double* x, const double* y) {
+    return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(x)), _mm_loadu_pd(y), 1);
+}
+
+// The four cubics of one mean after the other, then the rest of all four.  What can come from
+// memory does: shuffles are what the processor has one unit for.
+HWY_INLINE MeanTerms termsOf(const double* means) {
+    const PoissonMeanRow* row[groupOfMeans];
+    __m256d b[groupOfMeans];  // by mean
     for (std::size_t i = 0; i < groupOfMeans; ++i) {
-        const PoissonMeanRow& row = rowOfExponent(exponents[i]);
-        const auto* cubics = reinterpret_cast<const MeanVector*>(row.cubics);
-        ofMean[i] = ((cubics[3] * t[i] + cubics[2]) * t[i] + cubics[1]) * t[i] + cubics[0];
-        cOfMean[i] = *reinterpret_cast<const MeanVector*>(row.c);
+        std::uint64_t word;
+        std::memcpy(&word, means + i, sizeof word);
+        row[i] = &rowOfExponent(static_cast<std::int64_t>(word >> 52 & 0x7FF));
+        const __m256d t = fractionOf(_mm256_broadcast_sd(means + i));
+        const auto& cubics = row[i]->cubics;
+        b[i] = _mm256_loadu_pd(cubics[3]);
+        for (int power = 2; power >= 0; --power) {
+            b[i] = _mm256_add_pd(_mm256_mul_pd(b[i], t), _mm256_loadu_pd(cubics[power]));
+        }
     }
-    const auto transpose = [](const MeanVector(&x)[4], MeanVector(&y)[4]) {
-        const MeanVector even01 = __builtin_shufflevector(x[0], x[1], 0, 4, 2, 6),
-                         odd01 = __builtin_shufflevector(x[0], x[1], 1, 5, 3, 7),
-                         even23 = __builtin_shufflevector(x[2], x[3], 0, 4, 2, 6),
-                         odd23 = __builtin_shufflevector(x[2], x[3], 1, 5, 3, 7);
-        y[0] = __builtin_shufflevector(even01, even23, 0, 1, 4, 5);
-        y[1] = __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5);
-        y[2] = __builtin_shufflevector(even01, even23, 2, 3, 6, 7);
-        y[3] = __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7);
+    const auto transpose = [](__m256d pairs02, __m256d pairs13, MeanVector* x, MeanVector* y) {
+        *x = _mm256_unpacklo_pd(pairs02, pairs13);
+        *y = _mm256_unpackhi_pd(pairs02, pairs13);
     };
     MeanTerms terms;
-    transpose(ofMean, terms.b);
-    transpose(cOfMean, c);
+    transpose(_mm256_permute2f128_pd(b[0], b[2], 0x20), _mm256_permute2f128_pd(b[1], b[3], 0x20),
+              &terms.b[0], &terms.b[1]);
+    transpose(_mm256_permute2f128_pd(b[0], b[2], 0x31), _mm256_permute2f128_pd(b[1], b[3], 0x31),
+              &terms.b[2], &terms.b[3]);
+    MeanVector c[4];
+    for (int k = 0; k < 4; k += 2) {
+        transpose(pairsOf(row[0]->c + k, row[2]->c + k), pairsOf(row[1]->c + k, row[3]->c + k),
+                  &c[k], &c[k + 1]);
+    }
     const __m256d mean = _mm256_loadu_pd(means);
-    terms.set(mean, t, _mm256_sqrt_pd(mean), c);
+    terms.set(mean, fractionOf(mean), _mm256_sqrt_pd(mean), c);
     return terms;
 }
 
@@ -136,30 +147,13 @@ struct TermsOfArray {
     }
 };
 
-// `uniform` is erf(|g| / sqrt(2)).  A mean of 0 or below gives 0.
-HWY_INLINE std::int32_t ofSmallMean(double mean, double uniform) {
-    constexpr std::int32_t most = 11;
-    if (!(mean > 0)) return 0;
-    const double total =
-        ((0.16669916415448055 * mean * mean + 0.49999555884885266) * mean + 1.000000235204182) *
-            mean +
-        0.9999999978976929;
-    const double w = total * uniform;
-    std::int32_t k = 0;
-    double sum = 1, term = 1;
-    while (k < most && static_cast<double>(static_cast<float>(sum)) < w) {
-        ++k;
-        term *= mean / k;
-        sum += term;
-    }
-    return k;
-}
-
-// The small means of a block, and what is drawn for them.
+// The small means of a block, and what is drawn for them: erf(|g| / sqrt(2)) times the approximate
+// sum of the series is held against its partial sums.  A mean of 0 or below gives 0.
 struct SmallMeans {
     static constexpr std::size_t block = 2048;
     static constexpr float rootOfHalf = 0.70710677F;
 
+    double mean[block], w[block];
     float x[block];
     std::int32_t places[block];
     std::size_t size;
@@ -170,19 +164,41 @@ struct SmallMeans {
         if (size == 0) return;
         std::size_t found = 0;
         for (std::size_t i = 0; i < n; ++i) {
-            float g;
-            std::memcpy(&g, halves + i, sizeof g);
-            x[found] = g * rootOfTwo<float> * rootOfHalf;
+            float half;
+            std::memcpy(&half, halves + i, sizeof half);
+            x[found] = half * rootOfTwo<float> * rootOfHalf;
+            mean[found] = means[i];
             places[found] = static_cast<std::int32_t>(i);
             found += means[i] < leastLargeMean ? 1 : 0;
         }
     }
-    HWY_INLINE void invert(const double* means, std::int32_t* counts) {
+
+    HWY_INLINE void invert(std::int32_t* counts) {
         call(vsErf.la, size, x, x);
         for (std::size_t i = 0; i < size; ++i) {
-            const std::int32_t y = ofSmallMean(means[places[i]], std::abs(double{x[i]}));
+            const double L = mean[i];
+            const double sum =
+                ((0.16669916415448055 * L * L + 0.49999555884885266) * L + 1.000000235204182) * L +
+                0.9999999978976929;
+            w[i] = L > 0 ? sum * std::abs(double{x[i]}) : 0;
+        }
+        for (std::size_t i = 0; i < size; ++i) {
+            const std::int32_t y = w[i] > 1 ? search(mean[i], w[i]) : 0;
             std::memcpy(counts + places[i], &y, sizeof y);
         }
+    }
+
+  private:
+    static HWY_INLINE std::int32_t search(double mean, double w) {
+        constexpr std::int32_t most = 11;
+        std::int32_t k = 0;
+        double sum = 1, term = 1;
+        while (k < most && static_cast<double>(static_cast<float>(sum)) < w) {
+            ++k;
+            term *= mean / k;
+            sum += term;
+        }
+        return k;
     }
 };
 
@@ -209,7 +225,7 @@ HWY_INLINE void toPoisson(const double* lambda, std::size_t n, const float* halv
                 std::memcpy(counts + i, lastCounts, (end - i) * sizeof *counts);
             }
         }
-        if (small.size > 0) small.invert(lambda + done, counts + done);
+        if (small.size > 0) small.invert(counts + done);
     }
 }
 
