@@ -212,6 +212,14 @@ TEST(DigitalSequences, NothingComesAfterTheEnd) {
                 EXPECT_TRUE(isPossible(*end));
             }
         }
+        // In the last vector, where only a skip leads.
+        const Stream inside(id, 3);
+        ASSERT_EQ(skip(inside, (lastVector - 2ull) * 3), RNG_OK);
+        drawWords(inside, 1), drawWords(inside, 1);
+        ASSERT_EQ(skip(inside, 2), RNG_OK);
+        vslLeapfrogStream(inside, 0, chosen);
+        EXPECT_EQ(positionOf(inside).index, lastVector);
+        EXPECT_TRUE(isPossible(inside));
     }
 }
 
@@ -230,8 +238,8 @@ TEST(DigitalSequences, ThreadsMakeTheSameNumbers) {
                 drawWords(stream, 5);
                 EXPECT_EQ(viRngUniformBits(0, stream, n, words.data()), RNG_OK);
                 std::fesetround(FE_UPWARD);  // the caller's, in all threads
-                EXPECT_EQ(vdRngUniform(0, stream, n, doubles.data(), -1, 2), RNG_OK);
-                EXPECT_EQ(vsRngUniform(0, stream, n, singles.data(), -1, 2), RNG_OK);
+                EXPECT_EQ(vdRngUniform(0, stream, n, doubles.data(), -0.3, 5.1), RNG_OK);
+                EXPECT_EQ(vsRngUniform(0, stream, n, singles.data(), -0.3F, 5.1F), RNG_OK);
                 std::fesetround(FE_TONEAREST);
                 image = imageOf(stream);
                 setThreadCountOfThisThread(0);
@@ -317,11 +325,12 @@ TEST(Sobol, ListsThatAreNotWholeMeanTheDefaultTables) {
     expectDefaults(GEN_SOBOL, 7, {{7, 1}, {7, 1, 4}, {7, 1, 4, 0}});
     expectDefaults(GEN_SOBOL, 1,
                    {{}, {0}, {1}, {41}, {~0u}, {1000, 0}, {0x80000001, 1, 4, 1}, {1, 1, 1}});
-    // Dimensions, and sizes that no word count holds; 32 times 0x08000000 is 2^32.
-    expectDefaults(
-        GEN_SOBOL, 1,
-        {with(class1, 0, 41), with(class4, 0, 41), with(class3, 0, 0x7FFFFFFF),
-         with(class11, 0, 0x7FFFFFFF), with(class4, 0, 0x7FFFFFFF), with(class4, 0, 0x08000000)});
+    // More dimensions than the state holds, and sizes that no word count holds; 32 times 0x08000000
+    // is 2^32.
+    expectDefaults(GEN_SOBOL, 1,
+                   {Words{41, 1, 1} + Words(40, 3), Words{41, 1, 2, 8} + Words(320, 1),
+                    with(class4, 0, 41), with(class3, 0, 0x7FFFFFFF), with(class11, 0, 0x7FFFFFFF),
+                    with(class4, 0, 0x7FFFFFFF), with(class4, 0, 0x08000000)});
     expectDefaults(GEN_SOBOL, 5, {with(class2, 3, ~0u), with(class3, 7, ~0u)});
     // Other classes; polynomials without degree, and of a higher one than there are numbers for.
     expectDefaults(
