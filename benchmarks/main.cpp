@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
     addRealRows();
     addIntegerRows();
     addLawRows();
+    addCountRows();
     addQuasiRandomRows();
     addServiceRows();
     addMemoryRows();

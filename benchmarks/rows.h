@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@ inline constexpr std::int64_t sizes[] = {1, 16, 100, 4096, 10'000'000};
 // Registers `group/name`: `make` gives a fresh callable (T* r, int n) for a benchmark's run.
 // Rows of a group are in one unit, so their times can be divided.
 template <class T, class Make>
-void addRow(const std::string& group, const std::string& name, Make make) {
+void addRow(const std::string& group, const std::string& name, Make make,
+            std::span<const std::int64_t> lengths = sizes) {
     auto* row =
         benchmark::RegisterBenchmark((group + "/" + name).c_str(), [make](benchmark::State& state) {
             const auto n = static_cast<std::size_t>(state.range(0));
@@ -32,7 +34,7 @@ void addRow(const std::string& group, const std::string& name, Make make) {
             }
             state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
         });
-    for (const std::int64_t size : sizes) row->Arg(size);
+    for (const std::int64_t length : lengths) row->Arg(length);
 }
 
 // A stream that a row owns.
@@ -83,6 +85,7 @@ void addWordRows();
 void addRealRows();
 void addIntegerRows();
 void addLawRows();
+void addCountRows();
 void addQuasiRandomRows();
 void addServiceRows();
 void addMemoryRows();

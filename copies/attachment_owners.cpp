@@ -1,5 +1,6 @@
 // Who owns which attachments: the one list of tests that loaded payloads have to pass.
 #include "distributions/continuous/loaded_pairs.h"
+#include "distributions/discrete/poisson_setup.h"
 #include "generators/abstract.h"
 #include "streams/attachments.h"
 
@@ -9,6 +10,7 @@ namespace {
 constexpr AttachmentOwner owners[] = {
     {tagSingleGaussian, judgePair<float>},
     {tagDoubleGaussian, judgePair<double>},
+    {tagPoisson, judgePoissonSetup},
     {tagAbstractBinding, judgeAbstractBinding},
 };
 

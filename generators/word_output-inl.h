@@ -125,17 +125,28 @@ struct NumbersOf {
     }
 };
 
-// At most wordLanes words: through the vector code, on a zero-filled buffer.
+// At most wordLanes words: through the vector code, on a buffer.
 template <class Sink>
 HWY_INLINE void putFewWords(const Sink& sink, std::size_t i, const std::uint32_t* words,
                             std::size_t count) {
-    std::uint32_t padded[wordLanes] = {};
-    typename Sink::Element results[wordLanes];
-    for (std::size_t k = 0; k < count; ++k) padded[k] = words[k];
+    using Element = typename Sink::Element;
+    Element results[wordLanes];
     Sink onResults = sink;
     onResults.r = results;
+#    if HWY_TARGET <= HWY_AVX2  // with masked loads and stores
+    const WordTag tag;
+    const hn::ScalableTag<Element> elements;
+    onResults.put(0, hn::MaskedLoad(hn::FirstN(tag, count), tag, words));
+    for (std::size_t k = 0; k < count; k += hn::Lanes(elements)) {
+        hn::BlendedStore(hn::LoadU(elements, results + k), hn::FirstN(elements, count - k),
+                         elements, sink.r + i + k);
+    }
+#    else
+    std::uint32_t padded[wordLanes] = {};
+    for (std::size_t k = 0; k < count; ++k) padded[k] = words[k];
     onResults.put(0, hn::LoadU(WordTag(), padded));
     for (std::size_t k = 0; k < count; ++k) sink.r[i + k] = results[k];
+#    endif
 }
 
 template <class Sink>

@@ -1,6 +1,6 @@
 #!/bin/sh
 # usage: scripts/gallery.sh
-# Draws each law's histogram beside its density: docs/gallery.svg.
+# Draws each law's histogram beside its density or probabilities: docs/gallery.svg.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -19,10 +19,11 @@ count=$(echo "$titles" | wc -l)
     echo "set style fill solid 0.5 noborder; set boxwidth 1 relative"
     echo "unset key; set yrange [0:*]; set tics nomirror"
     block=0
-    echo "$titles" | while read -r title; do
+    echo "$titles" | while read -r style title; do
+        case $style in points) style='points pt 7 ps 0.4' ;; lines) style='lines lw 1.5' ;; esac
         echo "set title '$title'"
         echo "plot '$table' index $block using 1:2 notitle with boxes lc '#88aacc', \\"
-        echo "     '' index $block using 1:3 notitle with lines lw 1.5 lc '#aa3333'"
+        echo "     '' index $block using 1:3 notitle with $style lc '#aa3333'"
         block=$((block + 1))
     done
 } | gnuplot

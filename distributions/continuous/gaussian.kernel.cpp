@@ -7,7 +7,7 @@
 // A call of method 1 may end between two partners.  The stream then keeps the pair of uniforms, and
 // the next call of method 1 begins with the other partner, under its own a and sigma.
 #include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/passes-inl.h"
+#include "distributions/continuous/normal-inl.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
@@ -21,8 +21,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 template <class Real>
 constexpr Real twoPi = static_cast<Real>(6.283185307179586);
-template <class Real>
-constexpr Real rootOfTwo = static_cast<Real>(1.4142135623730951);
 
 constexpr std::size_t blockUniforms = 1024, blockOutputs = 1024;
 
@@ -139,18 +137,6 @@ std::int32_t boxMullerPaired(StreamHandle stream, std::size_t n, Real* r, Real a
 }
 
 template <class Real>
-std::int32_t inverse(StreamHandle stream, std::size_t n, Real* r, Real a, Real sigma) {
-    const Real scale = rootOfTwo<Real> * sigma;
-    return inPasses(
-        Pass::standard, static_cast<std::int32_t>(n), r, [&](Real* pass, std::size_t count) {
-            return drawAndUse<Real>(stream, count, pass, -1, 1, [&](Real* x, std::size_t m) {
-                applyErfInv(m, x);
-                scaleAndShift(x, m, a, scale);
-            });
-        });
-}
-
-template <class Real>
 std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
                       Real sigma) {
     const FloatingPointFrame frame(Replace<Real>::logarithmOrErfInv);
@@ -158,7 +144,7 @@ std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::int32_t n, 
     switch (method) {
         case METHOD_GAUSSIAN_BOX_MULLER: return boxMuller(stream, count, r, a, sigma);
         case METHOD_GAUSSIAN_BOX_MULLER_PAIRED: return boxMullerPaired(stream, count, r, a, sigma);
-        default: return inverse(stream, count, r, a, sigma);
+        default: return drawNormals(stream, n, r, a, sigma, [](Real*, std::size_t) {});
     }
 }
 

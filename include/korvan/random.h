@@ -114,7 +114,13 @@ enum {
     METHOD_INVERSE_LOG = 0, /* exponential, Laplace, Weibull, Rayleigh, Gumbel */
     METHOD_CAUCHY_INVERSE = 0,
     METHOD_LOGNORMAL_BOX_MULLER = 0,
-    METHOD_LOGNORMAL_INVERSE = 1
+    METHOD_LOGNORMAL_INVERSE = 1,
+    METHOD_BERNOULLI_ICDF = 0,
+    METHOD_GEOMETRIC_ICDF = 0,
+    METHOD_POISSON_PTPE = 0,
+    METHOD_POISSON_NORMAL = 1,
+    METHOD_POISSONV_NORMAL = 0,
+    METHOD_MULTINOMIAL_POISSONV = 0
 };
 
 /* Bytes of a stream's record that stand before the generator's own state. */
@@ -479,6 +485,67 @@ KORVAN_RANDOM_API int32_t viRngUniformBits32(int32_t method, StreamHandle stream
 /* Uniform 64-bit words: two 32-bit ones each, the earlier in the low half. */
 KORVAN_RANDOM_API int32_t viRngUniformBits64(int32_t method, StreamHandle stream, int32_t n,
                                              uint64_t* r);
+
+/* Bernoulli variates: 1 with probability p, else 0; 0 <= p <= 1.
+ *
+ * 1 where a single-precision uniform is below p rounded to single; one word an element.  p of 0
+ * gives only 0, p of 1 only 1.  If the generator fails, r holds nothing of use.
+ * Position 5: p < 0 or p > 1. */
+KORVAN_RANDOM_API int32_t viRngBernoulli(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
+                                         double p);
+
+/* Geometric variates: failures before the first success, P(k) = p (1 - p)^k, 0 < p < 1.
+ *
+ * The floor of ln u / ln(1 - p) in single precision, one word an element.  A variate that 32 bits
+ * can't hold becomes -2^31: that begins at p below 5e-8, for the smallest uniforms.
+ * Position 5: p <= 0 or p >= 1. */
+KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
+                                         double p);
+
+/* Poisson variates with mean lambda > 0.
+ *
+ * METHOD_POISSON_PTPE (0), lambda < 27: a search in the distribution function, one double-precision
+ *   uniform an element.  A uniform that equals P(0) to the last bit gives -1, lambda >= 1.
+ * METHOD_POISSON_PTPE (0), lambda >= 27: acceptance and rejection (Schmeiser and Kachitvichyanukul,
+ *   1981) in single precision; about 1.3 pairs of words an element, read in blocks of twice the
+ *   elements that are missing, up to 1024 pairs (1012 below the copy avx).  No variate is 0.
+ *   The stream keeps what was prepared for the last lambda of each kind: calls with the same one
+ *   reuse it, if a float can hold it exactly.
+ * METHOD_POISSON_NORMAL (1): a normal variate of METHOD_GAUSSIAN_INVERSE, single, through a
+ *   polynomial; below a mean of 1 a uniform and a search, at most 11.  One word an element.  An
+ *   approximation of the law: docs/distributions.md has its errors.
+ *
+ * RNG_BAD_ARGUMENT, unreported: method 0 with a mean that is a NaN or from 2^31 on.  RNG_NO_MEMORY:
+ * method 0, at a stream's first call.  Position 5: lambda <= 0. */
+KORVAN_RANDOM_API int32_t viRngPoisson(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
+                                       double lambda);
+
+/* Poisson variates with a mean for each element: r[i] has mean lambda[i].
+ *
+ * One normal variate of METHOD_GAUSSIAN_INVERSE, single, an element (one word), through a
+ * polynomial of its mean's binade; for means below 1/16 a short inversion, at most 11.  An
+ * approximation, as METHOD_POISSON_NORMAL is.  Means aren't checked: a negative one or a NaN gives
+ * 0, one too large for 32 bits -2^31.  If the generator fails, r holds nothing of use. Position 5:
+ * lambda null. */
+KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
+                                        const double* lambda);
+
+/* Multinomial variates: n rows of k counts, r[j k + i] the trials of row j that fell into category
+ * i, of ntrial, with probabilities p[0 .. k-1].  r holds n k elements.
+ *
+ * Rows come from Poisson variates (viRngPoissonV) of a somewhat smaller sum, filled up by single
+ * trials, and are drawn again where that sum is above ntrial; with at most 16 trials and at least
+ * 16 times as many categories all trials are single ones.  How many words a row takes depends on
+ * its numbers.
+ * The sum of p may lie between 0.999 and 1.001.  p isn't scaled: if it sums to less than 1, a row
+ * can hold less than ntrial.  ntrial of 0 gives zeros, whatever p is; k of 1 gives ntrial, without
+ * reading the stream.
+ *
+ * RNG_BAD_WEIGHTS, unreported: a p[i] is negative, or their sum outside the bounds.  RNG_NO_MEMORY:
+ * k doubles and those of a row's single trials are taken from the heap; r holds the rows before.
+ * Position 5: ntrial < 0.  Position 6: k <= 0.  Position 7: p null. */
+KORVAN_RANDOM_API int32_t viRngMultinomial(int32_t method, StreamHandle stream, int32_t n,
+                                           int32_t* r, int32_t ntrial, int32_t k, const double* p);
 
 #ifdef __cplusplus
 }

@@ -49,6 +49,9 @@ Entry bind(const char* name, std::int32_t highest, bool accurate, Function* func
             }};
 }
 
+constexpr double twoHalves[] = {0.5, 0.5};
+constexpr const double *halves = twoHalves, *noArray = nullptr;
+
 const std::vector<Entry> entries = {
     bind<double>("vdRngUniform", 0, true, vdRngUniform, 0.0, 1.0),
     bind<float>("vsRngUniform", 0, true, vsRngUniform, 0.0f, 1.0f),
@@ -72,6 +75,11 @@ const std::vector<Entry> entries = {
     bind<std::uint32_t>("viRngUniformBits", 0, false, viRngUniformBits),
     bind<std::uint32_t>("viRngUniformBits32", 0, false, viRngUniformBits32),
     bind<std::uint64_t>("viRngUniformBits64", 0, false, viRngUniformBits64),
+    bind<std::int32_t>("viRngBernoulli", 0, false, viRngBernoulli, 0.5),
+    bind<std::int32_t>("viRngGeometric", 0, false, viRngGeometric, 0.5),
+    bind<std::int32_t>("viRngPoisson", 1, false, viRngPoisson, 5.0),
+    bind<std::int32_t>("viRngPoissonV", 0, false, viRngPoissonV, halves),
+    bind<std::int32_t>("viRngMultinomial", 0, false, viRngMultinomial, 3, 2, halves),
 };
 const std::vector<RefusedParameters> refusedParameters = {
     {bind<double>("vdRngUniform", 0, true, vdRngUniform, 1.0, 1.0), 5},
@@ -101,6 +109,17 @@ const std::vector<RefusedParameters> refusedParameters = {
     {bind<float>("vsRngLognormal", 1, true, vsRngLognormal, 0.0f, 1.0f, 0.0f, -1.0f), 8},
     {bind<std::int32_t>("viRngUniform", 0, false, viRngUniform, 3, 3), 5},
     {bind<std::int32_t>("viRngUniform", 0, false, viRngUniform, 3, -3), 5},
+    {bind<std::int32_t>("viRngBernoulli", 0, false, viRngBernoulli, -5e-324), 5},
+    {bind<std::int32_t>("viRngBernoulli", 0, false, viRngBernoulli, 1.001), 5},
+    {bind<std::int32_t>("viRngGeometric", 0, false, viRngGeometric, 0.0), 5},
+    {bind<std::int32_t>("viRngGeometric", 0, false, viRngGeometric, 1.0), 5},
+    {bind<std::int32_t>("viRngPoisson", 1, false, viRngPoisson, 0.0), 5},
+    {bind<std::int32_t>("viRngPoisson", 1, false, viRngPoisson, -1.0), 5},
+    {bind<std::int32_t>("viRngPoissonV", 0, false, viRngPoissonV, noArray), 5},
+    {bind<std::int32_t>("viRngMultinomial", 0, false, viRngMultinomial, -1, 0, noArray), 5},
+    {bind<std::int32_t>("viRngMultinomial", 0, false, viRngMultinomial, 3, 0, noArray), 6},
+    {bind<std::int32_t>("viRngMultinomial", 0, false, viRngMultinomial, 3, 2, noArray), 7},
+    {bind<std::int32_t>("viRngMultinomial", 0, false, viRngMultinomial, 0, 2, noArray), 7},
 };
 
 // Calls that must leave the array and the stream as they were.

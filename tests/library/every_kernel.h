@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "../static/kernel_cases.h"
 #include "korvan/random.h"
 
 namespace korvan::testing {
@@ -29,7 +30,8 @@ void drawOne(Bytes& drawn,
              std::int32_t (*function)(std::int32_t, StreamHandle, std::int32_t, T*, Parameters...),
              std::int32_t method, StreamHandle stream, std::int32_t n,
              std::type_identity_t<Parameters>... parameters) {
-    const std::size_t size = elementBytes<T>(reinterpret_cast<const void*>(function), stream);
+    const std::size_t size =
+        elementBytes<T>(reinterpret_cast<const void*>(function), stream) * columnsOf(parameters...);
     std::vector<T> r(static_cast<std::size_t>(n) * size / sizeof(T));
     const std::int32_t status = function(method, stream, n, r.data(), parameters...);
     const auto add = [&](const void* from, std::size_t bytes) {

@@ -205,6 +205,23 @@ TEST(RealLawFrames, GiveBackWhatIsTheCallers) {
                   return vdRngLognormal(1, s, m, x, 0, 1, 0, 1);
               }),
               once);
+        std::int32_t counts[3000];
+        const double means[3000] = {0.01, 5}, thirds[3] = {0.25, 0.5, 0.25};
+        using Real = double;
+        check(drawn([&](S s, int m, Real*) { return viRngGeometric(0, s, m, counts, 0.1); }),
+              expected);
+        check(drawn([&](S s, int m, Real*) { return viRngPoisson(0, s, m, counts, 5); }), expected);
+        check(drawn([&](S s, int m, Real*) { return viRngPoisson(0, s, m, counts, 50); }),
+              expected);
+        check(drawn([&](S s, int m, Real*) { return viRngPoisson(0, s, m, counts, 500); }),
+              expected);
+        check(drawn([&](S s, int m, Real*) { return viRngPoisson(1, s, m, counts, 50); }), once);
+        check(drawn([&](S s, int m, Real*) { return viRngPoissonV(0, s, m, counts, means); }),
+              once);
+        check(drawn([&](S s, int, Real*) {
+                  return viRngMultinomial(0, s, 1000, counts, 100, 3, thirds);
+              }),
+              expected);
     }
     fedisableexcept(FE_ALL_EXCEPT);
     std::feclearexcept(FE_ALL_EXCEPT);

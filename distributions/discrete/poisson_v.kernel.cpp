@@ -1,0 +1,19 @@
+// The Poisson law with a mean for each element.
+#include "distributions/continuous/floating_point_frame.h"
+#include "distributions/continuous/replacements.h"
+#include "distributions/discrete/poisson_means-inl.h"
+#include "distributions/kernels.h"
+
+namespace korvan::KORVAN_COPY {
+
+std::int32_t viRngPoissonV(std::int32_t, StreamHandle stream, std::int32_t n, std::int32_t* r,
+                           const double* lambda) {
+    const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
+    auto* const halves = reinterpret_cast<float*>(r);
+    return drawErfInv<float>(stream, n, halves, [&](float* part, std::size_t count) {
+        const auto done = static_cast<std::size_t>(part - halves);
+        toPoisson(lambda + done, count, part, r + done, TermsOfArray{lambda + done, count});
+    });
+}
+
+}  // namespace korvan::KORVAN_COPY
