@@ -200,6 +200,7 @@ TEST(Entry, StreamServiceReports) {
     StreamHandle out = live, nowhere = nullptr, deadHandle = &dead;
     const GeneratorProperties none{};
     GeneratorProperties row;
+    char image[64];
     struct Row {
         std::int32_t line;
         std::function<std::int32_t()> call;
@@ -207,6 +208,7 @@ TEST(Entry, StreamServiceReports) {
         const char* name;
     };
     const auto NEW = RNG_BAD_GENERATOR;
+    constexpr std::int32_t bad = RNG_BAD_ARGUMENT, null = RNG_NULL_POINTER;
     const std::vector<Row> rows = {
         {__LINE__, [&] { return vslNewStream(&out, -1, 1); }, NEW, 2, "vslNewStream"},
         {__LINE__, [&] { return vslNewStream(&out, 279, 1); }, NEW, 2, "vslNewStream"},
@@ -250,6 +252,14 @@ TEST(Entry, StreamServiceReports) {
         {__LINE__, [&] { return vslGetBrngProperties(-1, &row); }, NEW, 1, "vslRegisterBrng"},
         {__LINE__, [&] { return vslGetBrngProperties(GEN_MCG31, nullptr); }, RNG_NULL_POINTER, 1,
          "vslRegisterBrng"},
+        {__LINE__, [&] { return vslGetStreamSize(nullptr); }, null, 1, "vslGetStreamSize"},
+        {__LINE__, [&] { return vslSaveStreamF(nullptr, nullptr); }, null, 1, "vslSaveStreamF"},
+        {__LINE__, [&] { return vslSaveStreamF(live, nullptr); }, bad, 2, "vslSaveStreamF"},
+        {__LINE__, [&] { return vslLoadStreamF(&out, nullptr); }, bad, 2, "vslLoadStreamF"},
+        {__LINE__, [&] { return vslSaveStreamM(live, nullptr); }, bad, 2, "vslSaveStreamM"},
+        {__LINE__, [&] { return vslLoadStreamM(&out, nullptr); }, bad, 2, "vslLoadStreamM"},
+        {__LINE__, [&] { return vslSaveStreamM(&dead, image); }, RNG_BAD_STREAM, 1,
+         "vslSaveStreamM"},
     };
     const auto before = stateBytes(live);
     for (const Row& row2 : rows) {

@@ -71,7 +71,7 @@ TEST_P(GeneratorLaws, SkippingIsDrawingAndThrowingAway) {
     skips.insert(skips.end(), {0, 2047, 2048, 2049, 19967, 19968, 19969, 100003});
     for (const std::size_t before : {0, 1, 3, 5, 623}) {
         for (const std::size_t skip : skips) {
-            Stream stepped(id, 77), skipped(id, 77);
+            Stream stepped(id, 7), skipped(id, 7);  // in seven dimensions
             if (before > 0) {
                 drawWords(stepped, before);
                 drawWords(skipped, before);

@@ -34,6 +34,27 @@ class Stream {
 
     StreamHandle handle = nullptr;
     std::int32_t status;
+
+  protected:
+    Stream() : status(1) {}
+};
+
+// What a load made, and its status.
+struct LoadedStream : Stream {
+    explicit LoadedStream(const std::vector<char>& image) {
+        load([&] { return vslLoadStreamM(&handle, image.data()); });
+    }
+    explicit LoadedStream(const char* file) {
+        load([&] { return vslLoadStreamF(&handle, file); });
+    }
+
+  private:
+    template <class Load>
+    void load(Load from) {
+        handle = reinterpret_cast<StreamHandle>(16);  // overwritten by every load
+        status = from();
+        EXPECT_EQ(status < 0, handle == nullptr);
+    }
 };
 
 // 32-bit units of a generator's word.
