@@ -121,17 +121,20 @@ HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int
     return status;
 }
 
+// A sum above ntrial that often isn't chance (setMeans) but a stream whose numbers are all alike.
+constexpr int mostAttempts = 1 << 20;
+
 HWY_INLINE std::int32_t fillRow(const Law& law, StreamHandle stream, std::int32_t* row,
                                 Doubles& uniforms) {
-    std::int32_t status;
-    std::int64_t sum;
-    do {
-        status = drawCounts(law, stream, row);
+    for (int attempt = 0; attempt < mostAttempts; ++attempt) {
+        const std::int32_t status = drawCounts(law, stream, row);
         if (status < 0) return status;
-        sum = trialsOf(law, row);
-    } while (sum < 0);
-    const auto missing = static_cast<std::size_t>(law.ntrial - sum);
-    return missing == 0 ? status : drawTrials(law, stream, missing, row, uniforms);
+        const std::int64_t sum = trialsOf(law, row);
+        if (sum < 0) continue;
+        const auto missing = static_cast<std::size_t>(law.ntrial - sum);
+        return missing == 0 ? status : drawTrials(law, stream, missing, row, uniforms);
+    }
+    return RNG_BAD_STREAM;
 }
 
 double rootOf(double x) {

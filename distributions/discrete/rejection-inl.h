@@ -114,15 +114,18 @@ HWY_INLINE std::size_t packAccepted(const std::int32_t* candidates, std::size_t 
 
 // Fills r with accepted candidates from `least` on.  propose(numbers, pairs, candidates) makes a
 // candidate of each pair of a block; `blockNumbers` is what is asked of the generator at a time,
-// or twice the elements that are missing.
+// or twice the elements that are missing.  A stream whose numbers are all alike (a leapfrog by the
+// generator's period, a callback that always gives one) could be rejected for ever.
 template <std::size_t blockNumbers, class Propose>
 HWY_INLINE std::int32_t fillByRejection(StreamHandle stream, std::int32_t n, std::int32_t* r,
                                         std::int32_t least, Propose propose) {
     float numbers[blockNumbers + 2 * singleLanes];
     std::int32_t candidates[blockNumbers / 2 + singleLanes];
+    constexpr int mostBarren = 1000;  // blocks in a row: not by chance
     auto left = static_cast<std::size_t>(n);
     std::int32_t status = RNG_OK;
-    while (left > 0) {
+    for (int barren = 0; left > 0; ++barren) {
+        if (barren == mostBarren) return RNG_BAD_STREAM;
         const std::size_t pairs = left < blockNumbers / 2 ? left : blockNumbers / 2;
         status = drawUniforms<float>(stream, 2 * pairs, numbers, 0, 1);
         if (status < 0) return status;
@@ -130,6 +133,7 @@ HWY_INLINE std::int32_t fillByRejection(StreamHandle stream, std::int32_t n, std
         propose(numbers, pairs, candidates);
         for (std::size_t i = 0; i < singleLanes; ++i) candidates[pairs + i] = noCandidate;
         const std::size_t written = packAccepted(candidates, pairs, least, r, left);
+        if (written > 0) barren = 0;
         r += written;
         left -= written;
     }

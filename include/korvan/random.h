@@ -38,7 +38,7 @@ enum {
     RNG_NO_SKIP_AHEAD = -1003,        /* the generator has no skip-ahead */
     RNG_NO_SKIP_AHEAD_EX = -1004,     /* the generator has no skip by a count of many words */
     RNG_STREAMS_INCOMPATIBLE = -1005, /* vslCopyStreamState: no stream could be in that state */
-    RNG_BAD_STREAM = -1006,           /* not a live stream */
+    RNG_BAD_STREAM = -1006,           /* not a live stream; or its numbers are all alike */
     RNG_BAD_STATE_SIZE = -1008,       /* registration: stateSize negative */
     RNG_BAD_WORD_SIZE = -1009,        /* registration: wordBytes other than 4, 8 or 16 */
     RNG_BAD_SEED_COUNT = -1010,       /* registration: seedWords below 1 */
@@ -516,7 +516,8 @@ KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, in
  *   approximation of the law: docs/distributions.md has its errors.
  *
  * RNG_BAD_ARGUMENT, unreported: method 0 with a mean that is a NaN or from 2^31 on.  RNG_NO_MEMORY:
- * method 0, at a stream's first call.  Position 5: lambda <= 0. */
+ * method 0, at a stream's first call.  RNG_BAD_STREAM, unreported: a thousand blocks in a row
+ * without a variate, which a stream of equal numbers can do.  Position 5: lambda <= 0. */
 KORVAN_RANDOM_API int32_t viRngPoisson(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
                                        double lambda);
 
@@ -543,6 +544,7 @@ KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int
  *
  * RNG_BAD_WEIGHTS, unreported: a p[i] is negative, or their sum outside the bounds.  RNG_NO_MEMORY:
  * k doubles and those of a row's single trials are taken from the heap; r holds the rows before.
+ * RNG_BAD_STREAM, unreported: a million draws of a row with too large a sum, from equal numbers.
  * Position 5: ntrial < 0.  Position 6: k <= 0.  Position 7: p null. */
 KORVAN_RANDOM_API int32_t viRngMultinomial(int32_t method, StreamHandle stream, int32_t n,
                                            int32_t* r, int32_t ntrial, int32_t k, const double* p);

@@ -405,6 +405,16 @@ TEST(Counts, StrangeParametersEnd) {
     for (std::size_t j = 0; j < 30; j += 3) EXPECT_EQ(r[j] + r[j + 1] + r[j + 2], 1000000000);
 }
 
+// Numbers that are always rejected: a status, and no call without end.
+TEST(CountFailures, StreamsOfEqualNumbers) {
+    for (const auto& [fill, width] : {std::pair(poissonOf(50), 1), std::pair(poissonOf(500), 1),
+                                      std::pair(multinomialOf(100, {0.5, 0.5}), 2)}) {
+        const RecordingGenerator recording;
+        RecordingGenerator::script = {0.78, 0.9999};
+        draw(fill, recording.stream(), 70, static_cast<std::size_t>(width), RNG_BAD_STREAM);
+    }
+}
+
 // Not the law itself: its mean and variance within the approximations' own errors, without chance
 // ones on uniforms that lie evenly.
 TEST(Counts, ApproximationsHaveMeanAndVariance) {
