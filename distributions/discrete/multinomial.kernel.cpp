@@ -44,7 +44,7 @@ struct Law {
 };
 
 // How many doubles behind the uniforms, zeros, are read with them.
-constexpr std::size_t slack = HWY_LANES(double);
+constexpr std::size_t slack = 16;
 
 // The category whose part of (0, 1] holds u: the first one whose end isn't below it.  The ends are
 // in order, but for a NaN of the caller's, which ends the search as well.
@@ -61,22 +61,24 @@ HWY_INLINE std::size_t categoryOf(const Law& law, double u) {
 // Adds a trial for each uniform to its category; none, if there is none, or for a uniform of 0.
 HWY_INLINE void addTrials(const Law& law, const double* u, std::size_t trials, std::int32_t* row) {
     // Few ends: as many trials fell into a category as lie above its begin and not above its end.
-    constexpr std::size_t mostCounted = 16 * slack;
+    constexpr std::size_t mostCounted = 16 * HWY_LANES(double);
     if (law.k <= mostCounted) {
         namespace hn = hwy::HWY_NAMESPACE;
         const hn::ScalableTag<double> tag;
-        const auto countAbove = [&](double end) {
-            std::size_t count = 0;
-            for (std::size_t i = 0; i < trials; i += slack) {
-                count += hn::CountTrue(tag, hn::Gt(hn::LoadU(tag, u + i), hn::Set(tag, end)));
+        for (std::size_t i = 0; i < trials; i += slack) {
+            const auto countAbove = [&](double end) {
+                std::size_t count = 0;
+                for (std::size_t j = i; j < i + slack; j += HWY_LANES(double)) {
+                    count += hn::CountTrue(tag, hn::Gt(hn::LoadU(tag, u + j), hn::Set(tag, end)));
+                }
+                return static_cast<std::int32_t>(count);
+            };
+            std::int32_t aboveBegin = countAbove(0);
+            for (std::size_t k = 0; k < law.k; ++k) {
+                const std::int32_t aboveEnd = countAbove(law.ends[k]);
+                row[k] += aboveBegin - aboveEnd;
+                aboveBegin = aboveEnd;
             }
-            return static_cast<std::int32_t>(count);
-        };
-        std::int32_t aboveBegin = countAbove(0);
-        for (std::size_t i = 0; i < law.k; ++i) {
-            const std::int32_t aboveEnd = countAbove(law.ends[i]);
-            row[i] += aboveBegin - aboveEnd;
-            aboveBegin = aboveEnd;
         }
         return;
     }

@@ -14,8 +14,11 @@ namespace {
 
 constexpr double leastLargeMean = 0.0625;
 
-// Means that are worked on together: wide vectors have them by fours.
-#if HWY_TARGET <= HWY_AVX2
+// Means that are worked on together.
+#if HWY_TARGET <= HWY_AVX3
+constexpr std::size_t groupOfMeans = 8;
+typedef double MeanVector __attribute__((vector_size(64), aligned(8), may_alias));
+#elif HWY_TARGET <= HWY_AVX2
 constexpr std::size_t groupOfMeans = 4;
 typedef double MeanVector __attribute__((vector_size(32), aligned(8), may_alias));
 #else
@@ -38,15 +41,60 @@ struct MeanTerms {
     }
 };
 
+constexpr std::int64_t exponentOfFirstRow = 1019, lastRow = poissonMeanRowCount - 1;
+
 HWY_INLINE const PoissonMeanRow& rowOfExponent(std::int64_t biased) {
-    constexpr std::int64_t first = 1019, last = 17;
-    const std::int64_t place = biased - first;
-    return poissonMeanRows[place < 0 ? 0 : (place < last ? place : last)];
+    const std::int64_t place = biased - exponentOfFirstRow;
+    return poissonMeanRows[place < 0 ? 0 : (place < lastRow ? place : lastRow)];
 }
 
 // termsOf: those of a group of means.  evaluate: the counts from a group of erf^-1(v), which can
 // stand in the same memory; normal variates are sqrt(2) times as large.
-#if HWY_TARGET <= HWY_AVX2
+#if HWY_TARGET <= HWY_AVX3
+
+// Two vectors hold a coefficient of sixteen rows, and one instruction picks from both.
+HWY_INLINE MeanTerms termsOf(const double* means) {
+    const __m512d mean = _mm512_loadu_pd(means), one = _mm512_set1_pd(1);
+    const __m512i words = _mm512_castpd_si512(mean);
+    const __m512i exponent =
+        _mm512_and_si512(_mm512_srli_epi64(words, 52), _mm512_set1_epi64(0x7FF));
+    const __m512i above = _mm512_sub_epi64(exponent, _mm512_set1_epi64(exponentOfFirstRow));
+    const __m512i row = _mm512_max_epi64(_mm512_min_epi64(above, _mm512_set1_epi64(lastRow)),
+                                         _mm512_setzero_si512());
+    const __mmask8 isBehind = _mm512_cmpgt_epi64_mask(row, _mm512_set1_epi64(15));
+    const auto pick = [&](const double(&column)[24]) {
+        const __m512d near =
+            _mm512_permutex2var_pd(_mm512_loadu_pd(column), row, _mm512_loadu_pd(column + 8));
+        if (HWY_LIKELY(isBehind == 0)) return near;
+        return _mm512_mask_permutexvar_pd(near, isBehind, row, _mm512_loadu_pd(column + 16));
+    };
+    const __m512i mantissa = _mm512_and_si512(words, _mm512_set1_epi64(0xFFFFFFFFFFFFF));
+    const __m512d t = _mm512_sub_pd(
+        _mm512_castsi512_pd(_mm512_or_si512(mantissa, _mm512_castpd_si512(one))), one);
+    MeanTerms terms;
+    MeanVector c[4];
+    for (int k = 0; k < 4; ++k) {
+        c[k] = pick(poissonMeanColumns.c[k]);
+        __m512d b = pick(poissonMeanColumns.cubics[3][k]);
+        for (int power = 2; power >= 0; --power) {
+            b = _mm512_add_pd(_mm512_mul_pd(b, t), pick(poissonMeanColumns.cubics[power][k]));
+        }
+        terms.b[k] = b;
+    }
+    terms.set(mean, t, _mm512_sqrt_pd(mean), c);
+    return terms;
+}
+
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
+    const __m256 normals = _mm256_mul_ps(_mm256_loadu_ps(halves), _mm256_set1_ps(rootOfTwo<float>));
+    MeanVector x;
+    terms.evaluate(_mm512_cvtps_pd(normals), &x);
+    // The second operand where the first is no number.
+    const __m512d cut = _mm512_max_pd(x, _mm512_setzero_pd());
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(counts), _mm512_cvttpd_epi32(cut));
+}
+
+#elif HWY_TARGET <= HWY_AVX2
 
 // 1.f - 1, f the mantissa.
 HWY_INLINE __m256d fractionOf(__m256d mean) {

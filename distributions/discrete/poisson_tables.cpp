@@ -81,7 +81,7 @@ constinit const PoissonBinade poissonBinades[7] = {
 };
 
 // Rows: means from 2^-4, 2^-3, ... 2^13 on.
-constinit const PoissonMeanRow poissonMeanRows[18] = {
+constexpr PoissonMeanRow poissonMeanRows[poissonMeanRowCount] = {
     {{-0.7784668838132114, 0.029461530258082718, -0.06517070906207373, 0.0036449873888969348},
      {
          {1.6205362989562542, 0.5930275870746857, -0.01824465021393026, 0.0006098103914128319},
@@ -252,5 +252,25 @@ constinit const PoissonMeanRow poissonMeanRows[18] = {
          {0.0, 0.0, 0.0, 0.0},
      }},
 };
+
+namespace {
+
+constexpr PoissonMeanColumns columnsOfRows() {
+    PoissonMeanColumns columns{};
+    for (int row = 0; row < poissonMeanRowCount; ++row) {
+        const PoissonMeanRow& from = poissonMeanRows[row];
+        for (int k = 0; k < 4; ++k) {
+            columns.c[k][row] = from.c[k];
+            for (int power = 0; power < 4; ++power) {
+                columns.cubics[power][k][row] = from.cubics[power][k];
+            }
+        }
+    }
+    return columns;
+}
+
+}  // namespace
+
+constinit const PoissonMeanColumns poissonMeanColumns = columnsOfRows();
 
 }  // namespace korvan

@@ -18,6 +18,14 @@ struct PoissonMeanRow {
     double c[4];
     double cubics[4][4];  // [power][cubic]
 };
-extern const PoissonMeanRow poissonMeanRows[18];
+inline constexpr int poissonMeanRowCount = 18;
+extern const PoissonMeanRow poissonMeanRows[poissonMeanRowCount];
+
+// The same by columns, each filled up with zeros to three vectors of eight.
+struct PoissonMeanColumns {
+    double c[4][24];
+    double cubics[4][4][24];
+};
+extern const PoissonMeanColumns poissonMeanColumns;
 
 }  // namespace korvan
