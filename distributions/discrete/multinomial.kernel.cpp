@@ -110,15 +110,15 @@ HWY_INLINE std::int64_t trialsOf(const Law& law, const std::int32_t* row) {
 
 // One row of Poisson counts.
 HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int32_t* row) {
-    auto* const halves = reinterpret_cast<float*>(row);
-    const std::int32_t status = drawErfInv<float>(stream, static_cast<std::int32_t>(law.k), halves,
-                                                  [](float*, std::size_t) {});
+    auto* const unscaled = reinterpret_cast<float*>(row);
+    const std::int32_t status = drawErfInv<float>(stream, static_cast<std::int32_t>(law.k),
+                                                  unscaled, [](float*, std::size_t) {});
     if (status < 0) return status;
     if (law.terms) {
-        toPoisson(law.lambda, law.k, halves, row,
+        toPoisson(law.lambda, law.k, unscaled, row,
                   [&](std::size_t i) { return law.terms[i / groupOfMeans]; });
     } else {
-        toPoisson(law.lambda, law.k, halves, row, TermsOfArray{law.lambda, law.k});
+        toPoisson(law.lambda, law.k, unscaled, row, TermsOfArray{law.lambda, law.k});
     }
     return status;
 }
@@ -153,7 +153,7 @@ double baseOf(double ntrial, double k) {
 // The means, in proportion to p.  Where p sums to so much more than 1 that the sum of a row would
 // never be small enough, they are made smaller: given the sum, the counts have the same law.
 void setMeans(double ntrial, std::size_t k, const double* p, double sum, double* lambda) {
-    constexpr double hopeless = 4;  // deviations: one row in 30,000
+    constexpr double hopeless = 2;  // deviations: one row in 44
     double base = baseOf(ntrial, static_cast<double>(k));
     if (base * sum - ntrial > hopeless * rootOf(ntrial)) base /= sum;
     for (std::size_t i = 0; i < k; ++i) lambda[i] = base * p[i];
@@ -183,7 +183,8 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
     // Terms serve many rows; where they would take more than the caches, they are made anew.
     constexpr std::size_t mostPrepared = 1 << 14;
     const std::size_t groups = (categories + groupOfMeans - 1) / groupOfMeans;
-    const bool isPrepared = rows > 1 && categories <= mostPrepared;
+    const bool isDirect = ntrial <= 16 && categories >= 16 * static_cast<std::size_t>(ntrial);
+    const bool isPrepared = rows > 1 && categories <= mostPrepared && !isDirect;
     Doubles table, uniforms;
     const std::size_t termDoubles = isPrepared ? groups * (sizeof(MeanTerms) / sizeof(double)) : 0;
     if (!table.reserve(termDoubles + 2 * categories)) return RNG_NO_MEMORY;
@@ -198,7 +199,6 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
     }
 
     const Law law{ntrial, categories, lambda, ends, isPrepared ? terms : nullptr};
-    const bool isDirect = ntrial <= 16 && categories >= 16 * static_cast<std::size_t>(ntrial);
     std::int32_t status = RNG_OK;
     for (std::size_t j = 0; j < rows; ++j) {
         std::int32_t* const row = r + j * categories;

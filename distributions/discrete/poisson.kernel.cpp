@@ -154,7 +154,8 @@ HWY_INLINE bool isFarAccepted(const PoissonSetup& s, float y, float w) {
 
 // y[i] = the candidate, or noCandidate if w is above P(y) / P(m).
 HWY_INLINE void testRatios(const PoissonSetup& s, const Candidates& tested, std::int32_t* y) {
-    const RatioTable<PoissonSetup::ratios> table{s.ratioDown};
+    const RatioTable<PoissonSetup::ratios> table{reinterpret_cast<const float*>(&s) +
+                                                 offsetof(PoissonSetup, ratioDown) / sizeof(float)};
     const auto mode = constant(s.m), none = constant(noCandidate);
     for (std::size_t i = 0; i < tested.size; i += singleLanes) {
         const auto ys = hn::LoadU(singles, tested.y + i), w = hn::LoadU(singles, tested.w + i);

@@ -30,7 +30,7 @@ typedef double MeanVector;
 struct MeanTerms {
     MeanVector a, deviation, b[4];
 
-    // c and b are the means' coefficients and the values of their cubics.
+    // c: the means' coefficients.  b, the values of their cubics, is set apart.
     HWY_INLINE void set(const MeanVector& mean, const MeanVector& t, const MeanVector& root,
                         const MeanVector (&c)[4]) {
         a = 1.0 + mean + c[0] + t * c[1];
@@ -85,8 +85,9 @@ HWY_INLINE MeanTerms termsOf(const double* means) {
     return terms;
 }
 
-HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
-    const __m256 normals = _mm256_mul_ps(_mm256_loadu_ps(halves), _mm256_set1_ps(rootOfTwo<float>));
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* unscaled, std::int32_t* counts) {
+    const __m256 normals =
+        _mm256_mul_ps(_mm256_loadu_ps(unscaled), _mm256_set1_ps(rootOfTwo<float>));
     MeanVector x;
     terms.evaluate(_mm512_cvtps_pd(normals), &x);
     // The second operand where the first is no number.
@@ -143,8 +144,8 @@ HWY_INLINE MeanTerms termsOf(const double* means) {
     return terms;
 }
 
-HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
-    const __m128 normals = _mm_mul_ps(_mm_loadu_ps(halves), _mm_set1_ps(rootOfTwo<float>));
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* unscaled, std::int32_t* counts) {
+    const __m128 normals = _mm_mul_ps(_mm_loadu_ps(unscaled), _mm_set1_ps(rootOfTwo<float>));
     MeanVector x;
     terms.evaluate(_mm256_cvtps_pd(normals), &x);
     // The second operand where the first is no number.
@@ -171,11 +172,11 @@ HWY_INLINE MeanTerms termsOf(const double* means) {
     return terms;
 }
 
-HWY_INLINE void evaluate(const MeanTerms& terms, const float* halves, std::int32_t* counts) {
-    float half;
-    std::memcpy(&half, halves, sizeof half);
+HWY_INLINE void evaluate(const MeanTerms& terms, const float* unscaled, std::int32_t* counts) {
+    float value;
+    std::memcpy(&value, unscaled, sizeof value);
     double x;
-    terms.evaluate(half * rootOfTwo<float>, &x);
+    terms.evaluate(value * rootOfTwo<float>, &x);
     const std::int32_t y = truncated(x > 0 ? x : 0);
     std::memcpy(counts, &y, sizeof y);
 }
@@ -206,15 +207,15 @@ struct SmallMeans {
     std::int32_t places[block];
     std::size_t size;
 
-    HWY_INLINE void collect(const double* means, const float* halves, std::size_t n) {
+    HWY_INLINE void collect(const double* means, const float* unscaled, std::size_t n) {
         size = 0;
         for (std::size_t i = 0; i < n; ++i) size += means[i] < leastLargeMean ? 1 : 0;
         if (size == 0) return;
         std::size_t found = 0;
         for (std::size_t i = 0; i < n; ++i) {
-            float half;
-            std::memcpy(&half, halves + i, sizeof half);
-            x[found] = half * rootOfTwo<float> * rootOfHalf;
+            float value;
+            std::memcpy(&value, unscaled + i, sizeof value);
+            x[found] = value * rootOfTwo<float> * rootOfHalf;
             mean[found] = means[i];
             places[found] = static_cast<std::int32_t>(i);
             found += means[i] < leastLargeMean ? 1 : 0;
@@ -254,21 +255,21 @@ struct SmallMeans {
 // memory.
 //  termsAt(i) gives the terms of the group that begins with mean i.
 template <class TermsAt>
-HWY_INLINE void toPoisson(const double* lambda, std::size_t n, const float* halves,
+HWY_INLINE void toPoisson(const double* lambda, std::size_t n, const float* unscaled,
                           std::int32_t* counts, TermsAt termsAt) {
     SmallMeans small;
     for (std::size_t done = 0; done < n; done += SmallMeans::block) {
         const std::size_t end = n - done < SmallMeans::block ? n : done + SmallMeans::block;
-        small.collect(lambda + done, halves + done, end - done);
+        small.collect(lambda + done, unscaled + done, end - done);
         if (small.size < end - done) {
             std::size_t i = done;
             for (; i + groupOfMeans <= end; i += groupOfMeans) {
-                evaluate(termsAt(i), halves + i, counts + i);
+                evaluate(termsAt(i), unscaled + i, counts + i);
             }
             if (i < end) {
                 float last[groupOfMeans] = {};
                 std::int32_t lastCounts[groupOfMeans];
-                std::memcpy(last, halves + i, (end - i) * sizeof *halves);
+                std::memcpy(last, unscaled + i, (end - i) * sizeof *unscaled);
                 evaluate(termsAt(i), last, lastCounts);
                 std::memcpy(counts + i, lastCounts, (end - i) * sizeof *counts);
             }

@@ -1,5 +1,7 @@
 #include "distributions/discrete/poisson_setup.h"
 
+#include <xmmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -10,6 +12,18 @@
 
 namespace korvan {
 namespace {
+
+// The records are the same whatever the caller's rounding is, and making one raises no exception.
+class DefaultArithmetic {
+  public:
+    DefaultArithmetic() : caller_(_mm_getcsr()) { _mm_setcsr(0x1F80); }
+    ~DefaultArithmetic() { _mm_setcsr(caller_); }
+    DefaultArithmetic(const DefaultArithmetic&) = delete;
+    DefaultArithmetic& operator=(const DefaultArithmetic&) = delete;
+
+  private:
+    std::uint32_t caller_;
+};
 
 // One element through a kernel that rounds alike in every copy.
 double apply(const VectorKernel<OneToOne<double>>& kernel, double x) {
@@ -26,8 +40,9 @@ float single(double x) {
 
 // The hat over the law's shape P(x) / P(m): a triangle over the parallelogram around the mode, then
 // two exponential tails.  All that is named is rounded to single where it is named; lambda may
-// differ from the rounded mean by half a unit.
-void prepareHat(PoissonSetup& s, float mean, double lambda, float mode) {
+// differ from the rounded mean by half a unit.  Not inlined: nothing moves out of its caller's
+// arithmetic.
+[[gnu::noinline]] void prepareHat(PoissonSetup& s, float mean, double lambda, float mode) {
     s.lambda = mean;
     s.m = mode;
     s.invM = 1 / s.m;
@@ -116,10 +131,12 @@ bool isPossibleTable(const PoissonSetup& given) {
 }  // namespace
 
 void prepareRejection(PoissonSetup& setup, double lambda) {
+    const DefaultArithmetic arithmetic;
     prepareHat(setup, single(lambda), lambda, modeOf(lambda));
 }
 
 void prepareTable(PoissonSetup& setup, double lambda) {
+    const DefaultArithmetic arithmetic;
     setup.tableLambda = lambda;
     double term = apply(*copySetOfProcess().vectorKernels->vdExpBaseline, -lambda), sum = term;
     const std::int32_t size = poissonTableSize(lambda);
@@ -133,6 +150,7 @@ void prepareTable(PoissonSetup& setup, double lambda) {
 }
 
 Loaded judgePoissonSetup(const StreamRecord*, const void* payload, std::uint32_t size) {
+    const DefaultArithmetic arithmetic;
     PoissonSetup given;
     if (size != sizeof given) return Loaded::forged;
     std::memcpy(&given, payload, sizeof given);

@@ -9,9 +9,9 @@ namespace korvan::KORVAN_COPY {
 std::int32_t viRngPoissonV(std::int32_t, StreamHandle stream, std::int32_t n, std::int32_t* r,
                            const double* lambda) {
     const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
-    auto* const halves = reinterpret_cast<float*>(r);
-    return drawErfInv<float>(stream, n, halves, [&](float* part, std::size_t count) {
-        const auto done = static_cast<std::size_t>(part - halves);
+    auto* const unscaled = reinterpret_cast<float*>(r);
+    return drawErfInv<float>(stream, n, unscaled, [&](float* part, std::size_t count) {
+        const auto done = static_cast<std::size_t>(part - unscaled);
         toPoisson(lambda + done, count, part, r + done, TermsOfArray{lambda + done, count});
     });
 }

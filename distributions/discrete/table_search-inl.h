@@ -80,8 +80,7 @@ class Guide {
                 ++bits;
                 std::memcpy(&entries_[k], &bits, sizeof bits);
             }
-            const double scaled = table.cumulative[k] * intervals;
-            const std::int32_t interval = scaled < intervals ? truncated(scaled) : intervals - 1;
+            const std::int32_t interval = intervalOf(table.cumulative[k]);
             if (interval < done) {
                 first_[interval] = crowded;
             } else {
@@ -91,7 +90,7 @@ class Guide {
             }
         }
         std::memset(first_ + done - 1, crowded, static_cast<std::size_t>(intervals - done + 1));
-        if (table.mode > 0) first_[truncated(table.cumulative[0] * intervals)] = crowded;
+        if (table.mode > 0) first_[intervalOf(table.cumulative[0])] = crowded;
     }
 
     template <class Past>
@@ -124,6 +123,13 @@ class Guide {
     }
 
   private:
+    // An entry can be 1 or more, by rounding.
+    static HWY_INLINE std::int32_t intervalOf(double entry) {
+        const double scaled = entry * intervals;
+        if (!(scaled > 0)) return 0;
+        return scaled < intervals ? truncated(scaled) : intervals - 1;
+    }
+
     template <class Past>
     HWY_INLINE std::int32_t find(const CumulativeTable<Past>& table, double u) const {
         const bool isIn = u >= 0 && u < 1;

@@ -507,10 +507,10 @@ KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, in
  * METHOD_POISSON_PTPE (0), lambda < 27: a search in the distribution function, one double-precision
  *   uniform an element.  A uniform that equals P(0) to the last bit gives -1, lambda >= 1.
  * METHOD_POISSON_PTPE (0), lambda >= 27: acceptance and rejection (Schmeiser and Kachitvichyanukul,
- *   1981) in single precision; about 1.3 pairs of words an element, read in blocks of twice the
- *   elements that are missing, up to 1024 pairs (1012 below the copy avx).  No variate is 0.
+ *   1981); 1.1 to 1.45 pairs of words an element, in blocks.  No variate is 0.  In single
+ * precision: from a mean of 10^6 on the variates' variance is too large (docs/distributions.md).
  *   The stream keeps what was prepared for the last lambda of each kind: calls with the same one
- *   reuse it, if a float can hold it exactly.
+ *   reuse it, if a float can hold it exactly (also what was prepared for one that rounds to it).
  * METHOD_POISSON_NORMAL (1): a normal variate of METHOD_GAUSSIAN_INVERSE, single, through a
  *   polynomial; below a mean of 1 a uniform and a search, at most 11.  One word an element.  An
  *   approximation of the law: docs/distributions.md has its errors.
@@ -543,7 +543,7 @@ KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int
  * reading the stream.
  *
  * RNG_BAD_WEIGHTS, unreported: a p[i] is negative, or their sum outside the bounds.  RNG_NO_MEMORY:
- * k doubles and those of a row's single trials are taken from the heap; r holds the rows before.
+ * 2 k doubles, or 8 k, and a row's single trials are on the heap; r holds the rows before.
  * RNG_BAD_STREAM, unreported: a million draws of a row with too large a sum, from equal numbers.
  * Position 5: ntrial < 0.  Position 6: k <= 0.  Position 7: p null. */
 KORVAN_RANDOM_API int32_t viRngMultinomial(int32_t method, StreamHandle stream, int32_t n,

@@ -451,7 +451,10 @@ inline std::vector<std::int32_t> multinomial(StreamHandle s, std::size_t n, std:
             do {
                 total = 0;
                 const Counts counts = poissonV(s, k, lambda.data());
-                for (std::size_t i = 0; i < k; ++i) total += row[i] = counts[i].value;
+                for (std::size_t i = 0; i < k; ++i) {
+                    row[i] = counts[i].value;
+                    total += row[i] < 0 ? std::int64_t{1} << 31 : row[i];  // more than 32 bits hold
+                }
             } while (total > ntrial);
         }
         const auto missing = static_cast<std::size_t>(ntrial - total);

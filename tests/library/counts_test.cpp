@@ -229,7 +229,10 @@ TEST(Counts, MultinomialRowsAreTheModels) {
                                      {50, shares(9, 0.9991)},
                                      {50, shares(9, 1.0009)},
                                      {1, {0.25, 0.75}},
-                                     {2147483647, {0.25, 0.75}}};
+                                     {100000, shares(3000)},
+                                     {1000000, shares(9, 1.0009)},
+                                     {2147483647, {0.25, 0.75}},
+                                     {2147483647, {1, 0}}};
     for (const auto& [ntrial, p] : cases) {
         for (const GeneratorId id : someGenerators()) {
             for (const std::size_t n : {1, 2, 7, 60}) {
@@ -282,10 +285,33 @@ TEST(Counts, PoissonTableAtItsEntries) {
         for (std::size_t i = 0; i < script.size(); ++i) {
             EXPECT_EQ(r[i], table(script[i])) << lambda << ", u = 1 - " << 1 - script[i];
         }
+        // A longer call searches in another way.
+        std::vector<double> longer;
+        for (int repeat = 0; repeat < 4; ++repeat) {
+            longer.insert(longer.end(), script.begin(), script.end());
+        }
+        const auto again = drawScripted(poissonOf(lambda), longer);
+        for (std::size_t i = 0; i < longer.size(); ++i) {
+            EXPECT_EQ(again[i], r[i % r.size()]) << lambda << ", " << i;
+        }
         EXPECT_EQ(r[0], 0);
         EXPECT_EQ(r[4], table.M ? -1 : 1);  // the first entry itself
         EXPECT_GE(r[1], r[2]);
         EXPECT_LT(r[3], static_cast<std::int32_t>(table.N) + 60);
+    }
+}
+
+// A uniform of 0 belongs to no category, the largest to the last one; by counting and by search.
+TEST(Counts, MultinomialAtTheEndsOfItsUniforms) {
+    for (const std::size_t k : {48, 600}) {
+        std::vector<double> p(k, 1.0 / 1024);
+        p[0] = 1 - static_cast<double>(k - 1) / 1024;
+        const RecordingGenerator recording;
+        RecordingGenerator::script = {0, p[0], 1 - 0x1p-53};
+        const auto row = draw(multinomialOf(3, p), recording.stream(), 1, k);
+        EXPECT_EQ(row.front(), 1);
+        EXPECT_EQ(row.back(), 1);
+        EXPECT_EQ(std::accumulate(row.begin(), row.end(), 0), 2);
     }
 }
 
@@ -514,6 +540,12 @@ TEST(PoissonSetUp, ChangedImagesDoNoHarm) {
                     continue;
                 }
                 ++taken;
+                // No more than the last digits of a single can go unnoticed, or what leaves the
+                // logarithm of m over lambda where another mean with the same single has it.
+                const std::size_t offset = at - (image.size() - sizeof(PoissonRecord));
+                ASSERT_TRUE(offset < offsetof(PoissonRecord, tableLambda) &&
+                            (offset % 4 == 0 || offset / 4 == 4))
+                    << offset << ", " << mask;
                 PoissonRecord record;
                 std::memcpy(&record, recordOf(loaded), sizeof record);
                 for (const double lambda :
@@ -598,6 +630,16 @@ TEST(CountFailures, GeneratorFailingAtAnyFill) {
             const RecordingGenerator recording;
             expected = draw(law.fill, recording.stream(), law.n, law.width);
             counts = RecordingGenerator::counts;
+        }
+        const auto block = static_cast<std::int32_t>(poissonBlock());
+        const std::map<std::string, std::vector<std::int32_t>> asked = {
+            {"Bernoulli", {3000}},
+            {"Geometric", {1024, 1024, 952}},
+            {"Poisson table", {block, block, 5000 - 2 * block}},
+            {"Poisson 1", {3000}},
+            {"PoissonV", {3000}}};
+        if (asked.count(law.name)) {
+            EXPECT_EQ(counts, asked.at(law.name)) << law.name;
         }
         EXPECT_GE(counts.size(), law.inPlace ? 1u : 3u) << law.name;
         std::size_t rowsBefore = 0;
