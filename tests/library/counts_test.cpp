@@ -506,8 +506,12 @@ TEST(PoissonSetUp, BothKindsAreKept) {
 }
 
 TEST(PoissonSetUp, GoesWithCopiesAndImages) {
-    Stream stream(GEN_MT19937, 5);
+    Stream stream(GEN_PHILOX4X32X10, 5);
     for (const double lambda : {5.5, 50.0, 1234.1}) draw(poissonOf(lambda), stream, 10);
+    // The committed one is a promise to those who have such images.
+    const LoadedStream golden(KORVAN_TEST_DATA "images/attached_poisson.image");
+    ASSERT_EQ(golden.status, RNG_OK);
+    EXPECT_EQ(imageOf(golden), imageOf(stream));
     const Stream copy(stream);
     auto image = imageOf(stream);
     StreamHandle loaded = nullptr;
