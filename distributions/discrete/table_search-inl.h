@@ -33,6 +33,9 @@ struct CumulativeTable {
     }
 };
 
+template <class Past>
+CumulativeTable(const double*, std::int32_t, std::int32_t, Past) -> CumulativeTable<Past>;
+
 // The same by counting the entries below each u, which needs no preparation.  u can be read up to a
 // vector behind its end.
 template <class Past>
