@@ -139,17 +139,16 @@ class Guide {
         const std::int32_t k = isIn ? first_[truncated(u * intervals)] : crowded;
         return k == crowded ? table.search(u) : k + (u >= entries_[k] ? 1 : 0);
     }
-#if HWY_TARGET <= HWY_AVX3
-    static HWY_INLINE void storeNarrow(
-        hwy::HWY_NAMESPACE::Vec<hwy::HWY_NAMESPACE::ScalableTag<std::int64_t>> x, std::int32_t* r) {
+#if HWY_TARGET <= HWY_AVX2
+    using Words = hwy::HWY_NAMESPACE::Vec<hwy::HWY_NAMESPACE::ScalableTag<std::int64_t>>;
+    static HWY_INLINE void storeNarrow(Words x, std::int32_t* r) {
+#    if HWY_TARGET <= HWY_AVX3
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(r), _mm512_cvtepi64_epi32(x.raw));
-    }
-#elif HWY_TARGET <= HWY_AVX2
-    static HWY_INLINE void storeNarrow(
-        hwy::HWY_NAMESPACE::Vec<hwy::HWY_NAMESPACE::ScalableTag<std::int64_t>> x, std::int32_t* r) {
+#    else
         const __m256i order = _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6);
         const __m256i packed = _mm256_permutevar8x32_epi32(x.raw, order);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(r), _mm256_castsi256_si128(packed));
+#    endif
     }
 #endif
 
@@ -166,7 +165,7 @@ class Guide {
 template <std::size_t block, std::int32_t mostEntries, class Past>
 HWY_INLINE std::int32_t fillBySearch(StreamHandle stream, std::size_t n, std::int32_t* r,
                                      const CumulativeTable<Past>& table) {
-    // A guide costs about as much as so many searches.
+    // Below, counting costs less than preparing a guide.
     constexpr std::size_t leastGuided = 64;
     double u[block];
     if (n < leastGuided) {
