@@ -11,7 +11,10 @@ constexpr AttachmentOwner owners[] = {
     {tagSingleGaussian, judgePair<float>},
     {tagDoubleGaussian, judgePair<double>},
     {tagPoisson, judgePoissonSetup},
-    {tagAbstractBinding, judgeAbstractBinding},
+    {.tag = tagSobol, .judge = nullptr, .hasKeys = true},
+    {tagSobolSecond, nullptr},
+    {tagNiederreiter, nullptr},
+    {.tag = tagAbstractBinding, .judge = judgeAbstractBinding, .hasKeys = true},
 };
 
 }  // namespace

@@ -10,14 +10,15 @@ namespace {
 
 constexpr GeneratorRow generatorRows[] = {
 #define KORVAN_GENERATOR(name, size, seedWords, includesZero, wordBytes, bits, members, bitWords, \
-                         wordMap, splitting)                                                      \
+                         wordMap, splitting, deriveTables)                                        \
     {{size, seedWords, includesZero, wordBytes, bits, name##Init, name##FillSingle,               \
       name##FillDouble, name##FillBits},                                                          \
      members,                                                                                     \
      BitWords::bitWords,                                                                          \
      WordMap::wordMap,                                                                            \
      Splitting::splitting,                                                                        \
-     name##IsState},
+     name##IsState,                                                                               \
+     deriveTables},
 #include "generators/generators.def"
 #undef KORVAN_GENERATOR
 };

@@ -9,7 +9,9 @@
 
 #include "frame/copy_set.h"
 #include "frame/reporter.h"
+#include "streams/generator_table.h"
 #include "streams/stream.h"
+#include "streams/stream_record.h"
 
 namespace korvan {
 
@@ -51,6 +53,19 @@ auto boundKernel() {
     return bound;
 }
 
+// While it lives, the stream can be looked at and no more: a fill of the caller's own must not take
+// it, or what hangs on it, from under the kernel that asked for numbers.
+class BusyStream {
+  public:
+    explicit BusyStream(StreamHandle stream) : stream_(stream) { stream->validity = busyStream; }
+    ~BusyStream() { stream_->validity = liveStream; }
+    BusyStream(const BusyStream&) = delete;
+    BusyStream& operator=(const BusyStream&) = delete;
+
+  private:
+    StreamHandle stream_;
+};
+
 // RNG_OK also for n of 0, which the caller has to look at before it goes on.
 template <class T>
 std::int32_t checkEntry(const char* name, Methods methods, ParameterTests tests,
@@ -74,7 +89,10 @@ std::int32_t generate(const char* name, Methods methods, ParameterTests tests, s
                       StreamHandle stream, std::int32_t n, T* r, Parameters... parameters) {
     const auto status = checkEntry(name, methods, tests, method, stream, n, r);
     if (status < 0 || n == 0) return status;
-    return boundKernel<kernel>()(method, stream, n, r, parameters...);
+    const auto run = boundKernel<kernel>();
+    if (stream->generatorId < firstRegisteredId) return run(method, stream, n, r, parameters...);
+    const BusyStream busy(stream);
+    return run(method, stream, n, r, parameters...);
 }
 
 }  // namespace korvan

@@ -10,14 +10,14 @@ namespace {
 constexpr std::int32_t terminatedName = -1;
 
 std::int32_t checkSave(const char* name, const StreamRecord* stream, const void* target) {
-    if (const auto status = validateStream(stream); status < 0) return refuse(name, 1, status);
+    if (const auto status = validateForReading(stream); status < 0) return refuse(name, 1, status);
     return target ? RNG_OK : refuse(name, 2, RNG_BAD_ARGUMENT);
 }
 
 }  // namespace
 
 std::int32_t vslGetStreamSize(StreamHandle stream) {
-    const std::int32_t status = validateStream(stream);
+    const std::int32_t status = validateForReading(stream);
     return status < 0 ? refuse("vslGetStreamSize", 1, status) : imageSize(stream);
 }
 

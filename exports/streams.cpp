@@ -93,7 +93,8 @@ std::int32_t vslSkipAheadStream(StreamHandle stream, std::int64_t nskip) {
 }
 
 std::int32_t vslGetStreamStateBrng(StreamHandle stream) {
-    return onStream("vslGetStreamStateBrng", stream, [&] { return stream->generatorId; });
+    const std::int32_t status = validateForReading(stream);
+    return status < 0 ? refuse("vslGetStreamStateBrng", 1, status) : stream->generatorId;
 }
 
 std::int32_t vslNewAbstractStreamInteger(StreamHandle* stream, std::int32_t size,

@@ -66,30 +66,36 @@ std::int32_t init(std::int32_t op, StreamHandle stream, const std::uint32_t* par
     }
 }
 
-// Seeding takes any bounds.
-template <class State>
-bool isState(const StreamRecord* stream) {
-    const auto& state = stateOf<State>(stream);
-    return state.at.isPossible() &&
-           std::ranges::all_of(state.spare, [](auto byte) { return byte == 0; });
+// Is the state one of a stream with this binding?
+bool isBoundTo(const AbstractIntegerState& state, const AbstractBinding& binding) {
+    return state.at.size == binding.size;
 }
 
-// Is the state one of a stream with this binding?
 template <class Real>
-bool isBoundTo(const StreamRecord* stream, const AbstractBinding& binding) {
-    const auto& state = stateOf<AbstractRealState<Real>>(stream);
+bool isBoundTo(const AbstractRealState<Real>& state, const AbstractBinding& binding) {
     return state.at.size == binding.size &&
            std::memcmp(state.bounds, binding.bounds, sizeof state.bounds) == 0;
 }
 
 bool isBoundTo(const StreamRecord* stream, const AbstractBinding& binding) {
     switch (stream->generatorId) {
-        case GEN_ABSTRACT_INTEGER:
-            return stateOf<AbstractIntegerState>(stream).at.size == binding.size;
-        case GEN_ABSTRACT_DOUBLE: return isBoundTo<double>(stream, binding);
-        case GEN_ABSTRACT_SINGLE: return isBoundTo<float>(stream, binding);
+        case GEN_ABSTRACT_INTEGER: return isBoundTo(stateOf<AbstractIntegerState>(stream), binding);
+        case GEN_ABSTRACT_DOUBLE:
+            return isBoundTo(stateOf<AbstractRealState<double>>(stream), binding);
+        case GEN_ABSTRACT_SINGLE:
+            return isBoundTo(stateOf<AbstractRealState<float>>(stream), binding);
         default: return false;
     }
+}
+
+// Seeding takes any bounds.
+template <class State>
+bool isState(const StreamRecord* stream) {
+    const auto& state = stateOf<State>(stream);
+    const auto* binding =
+        static_cast<const AbstractBinding*>(findAttachment(stream, tagAbstractBinding));
+    return state.at.isPossible() && (!binding || isBoundTo(state, *binding)) &&
+           std::ranges::all_of(state.spare, [](auto byte) { return byte == 0; });
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Fills of the abstract generators.
 //
 // The caller's callback runs in the middle of a fill.  It gets copies of all it is told, its
-// stream isn't live while it runs, so that it can neither delete it nor draw from it, and what it
+// stream is busy while it runs, so that it can neither delete it nor draw from it, and what it
 // returns is tested before the buffer is read.  A fill ends: every round of it hands out at least
 // one number.
 //
@@ -84,10 +84,11 @@ HWY_INLINE std::int32_t refill(StreamHandle stream, const AbstractBinding& bindi
                                       std::int32_t*, std::int32_t*);
     std::int32_t size = binding.size, most = size, index = position;
     std::int32_t least = wanted < most ? wanted : most;
-    stream->validity = 0;
+    const std::uint8_t before = stream->validity;
+    stream->validity = busyStream;
     const std::int32_t given = reinterpret_cast<Callback>(binding.callback)(
         stream, &size, static_cast<Number*>(binding.buffer), &least, &most, &index);
-    stream->validity = 1;
+    stream->validity = before;
     return given;
 }
 

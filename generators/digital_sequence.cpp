@@ -93,42 +93,43 @@ bool isPosition(const SequencePosition& at, std::uint32_t dimensions) {
            at.remaining < static_cast<std::uint32_t>(at.dimension);
 }
 
-bool isAtIndex(const DigitalSequence& sequence) {
-    const SequencePosition& at = *sequence.at;
+bool isAtIndex(const SequencePosition& at, const std::uint32_t* point,
+               const std::uint32_t* directions, std::size_t dimensionStride,
+               std::size_t bitStride) {
     const auto dimension = static_cast<std::size_t>(at.dimension);
     const bool isWhole = at.component == allComponents;
     const std::size_t first = isWhole ? 0 : static_cast<std::size_t>(at.component);
     const std::size_t end = isWhole ? dimension : first + 1;
     for (std::size_t d = first; d < end; ++d) {
         std::uint32_t word = 0;
-        movePoint(&word, sequence.directions + d, 1, dimension, 0, at.index);
-        if (word != sequence.point[d]) return false;
+        movePoint(&word, directions + d * dimensionStride, 1, bitStride, 0, at.index);
+        if (word != point[d]) return false;
     }
     return true;
 }
 
-void transposeDirections(const std::uint32_t* byDimension, std::size_t dimension,
-                         std::uint32_t* directions) {
-    for (std::size_t d = 0; d < dimension; ++d) {
-        for (std::size_t j = 0; j < directionsPerDimension; ++j) {
-            directions[j * dimension + d] = byDimension[d * directionsPerDimension + j];
-        }
-    }
+bool isAtIndex(const DigitalSequence& sequence) {
+    const auto dimension = static_cast<std::size_t>(sequence.at->dimension);
+    return isAtIndex(*sequence.at, sequence.point, sequence.directions, 1, dimension);
+}
+
+void scatterDirections(const std::uint32_t* v, std::size_t d, std::size_t dimension,
+                       std::uint32_t* directions) {
+    for (std::size_t j = 0; j < directionsPerDimension; ++j) directions[j * dimension + d] = v[j];
 }
 
 bool areZeros(const std::uint32_t* begin, const std::uint32_t* end) {
     return std::all_of(begin, end, [](std::uint32_t word) { return word == 0; });
 }
 
-bool hasAttachment(const StreamRecord* stream, std::uint32_t tag, std::uint64_t size,
-                   Sharing sharing) {
+bool hasAttachment(const StreamRecord* stream, std::uint32_t tag, std::uint64_t size) {
     const StreamAttachment* found = nullptr;
     for (const StreamAttachment* node = firstAttachment(stream); node; node = node->next) {
         if (node->tag != tag) continue;
         if (found) return false;
         found = node;
     }
-    return found && found->size == size && (sharing == Sharing::any || found->key.isNone());
+    return found && found->size == size;
 }
 
 }  // namespace korvan

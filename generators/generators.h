@@ -1,6 +1,7 @@
 // The routines of the built-in generators, declared from the one list of them.
 //
-// <name>Init and <name>IsState are compiled once; the three fills once per copy.
+// <name>Init, <name>IsState and what derives tables are compiled once; the three fills once per
+// copy.
 #pragma once
 
 #include <type_traits>
@@ -21,6 +22,8 @@ using IsStateRoutine = std::remove_pointer_t<decltype(GeneratorRow::isState)>;
     IsStateRoutine name##IsState;
 #include "generators/generators.def"
 #undef KORVAN_GENERATOR
+std::remove_pointer_t<decltype(GeneratorRow::deriveTables)> sobolDeriveTables,
+    niederreiterDeriveTables;
 
 #ifdef KORVAN_COPY
 namespace KORVAN_COPY {

@@ -87,10 +87,10 @@ std::uint64_t reversed(std::uint64_t x) {
 // C[r][j].  The power p^k of the polynomial p of degree e is the characteristic polynomial of the V
 // that gives the e rows from row = e (k - 1) on: C[row + u][j] = V[u + j].  This V begins with
 // `row` zeros and e ones; it has e + 31 terms.
-void buildColumn(std::uint32_t polynomial, std::uint32_t* column, std::size_t stride) {
+void makeDirections(std::uint32_t polynomial, std::uint32_t* v) {
     const auto e = static_cast<std::size_t>(std::bit_width(polynomial) - 1);
     const std::uint64_t ones = (std::uint64_t{1} << e) - 1;
-    std::uint32_t v[directionsPerDimension] = {};
+    std::fill_n(v, directionsPerDimension, 0u);
     std::uint32_t power = 1;  // p^k
     for (std::size_t row = 0; row < directionsPerDimension; row += e) {
         power = product(power, polynomial);
@@ -108,30 +108,26 @@ void buildColumn(std::uint32_t polynomial, std::uint32_t* column, std::size_t st
             v[j] |= static_cast<std::uint32_t>(window << 32 >> m);
         }
     }
-    for (std::size_t j = 0; j < directionsPerDimension; ++j) column[j * stride] = v[j];
 }
 
-void buildTables(const Parameters& parameters, std::uint32_t* point, std::uint32_t* directions) {
-    const auto dimension = static_cast<std::size_t>(parameters.dimension);
+void makeDirections(const Parameters& parameters, std::size_t d, std::uint32_t* v) {
     if (parameters.directions) {
-        transposeDirections(parameters.directions, dimension, directions);
+        std::copy_n(parameters.directions + d * directionsPerDimension, directionsPerDimension, v);
     } else {
-        for (std::size_t d = 0; d < dimension; ++d) {
-            buildColumn(parameters.polynomial(d), directions + d, dimension);
-        }
+        makeDirections(parameters.polynomial(d), v);
     }
-    std::copy_n(directions, dimension, point);
 }
 
 // ---- Seeding ----
 
-std::int32_t attachTables(StreamHandle stream, const Parameters& parameters) {
+template <class Fill>
+std::int32_t attachTables(StreamHandle stream, const Parameters& parameters, const Fill& fill) {
     const auto dimension = static_cast<std::uint64_t>(parameters.dimension);
     if (dimension > attachableDimensions) return RNG_NO_MEMORY;
     const std::uint64_t size = dimension * bytesPerDimension;
     auto* point = static_cast<std::uint32_t*>(alignedAlloc(size, recordAlignment));
     if (!point) return RNG_NO_MEMORY;
-    buildTables(parameters, point, point + dimension);
+    fillTables(dimension, fill, point, point + dimension);
     const std::int32_t status =
         attach(stream, tagNiederreiter, nullptr, point, static_cast<std::uint32_t>(size));
     if (status < 0) alignedFree(point);
@@ -140,21 +136,25 @@ std::int32_t attachTables(StreamHandle stream, const Parameters& parameters) {
 
 std::int32_t seed(StreamHandle stream, std::int32_t count, const std::uint32_t* words) {
     const Parameters parameters = readParameters(count, words);
+    const auto fill = [&](std::size_t d, std::uint32_t* v) { makeDirections(parameters, d, v); };
+    detachByTag(stream, tagNiederreiter);  // the former one of a stream that is seeded again
     auto& state = stateOf<NiederreiterState>(stream);
     state = {};
     state.at = firstPosition(parameters.dimension);
-    if (parameters.isAttached()) return attachTables(stream, parameters);
-    buildTables(parameters, state.point, state.directions);
+    if (parameters.isAttached()) return attachTables(stream, parameters, fill);
+    fillTables(state, fill);
     return RNG_OK;
+}
+
+bool hasOwnTables(const NiederreiterState& state) {
+    return state.at.dimension <= niederreiterDimensions;
 }
 
 }  // namespace
 
 DigitalSequence niederreiterSequence(StreamHandle stream) {
     auto& state = stateOf<NiederreiterState>(stream);
-    if (state.at.dimension <= niederreiterDimensions) {
-        return {&state.at, state.point, state.directions};
-    }
+    if (hasOwnTables(state)) return {&state.at, state.point, state.byBit};
     auto* point = static_cast<std::uint32_t*>(findAttachment(stream, tagNiederreiter));
     return {&state.at, point, point ? point + state.at.dimension : nullptr};
 }
@@ -169,15 +169,16 @@ bool niederreiterIsState(const StreamRecord* stream) {
     const auto& state = stateOf<NiederreiterState>(stream);
     if (!isPosition(state.at, attachableDimensions)) return false;
     const auto dimension = static_cast<std::size_t>(state.at.dimension);
-    const bool isAttached = dimension > niederreiterDimensions;
-    const std::size_t kept = isAttached ? 0 : dimension;  // columns of the state's own tables
-    const bool hasTables =
-        !isAttached ||
-        hasAttachment(stream, tagNiederreiter, dimension * bytesPerDimension, Sharing::own);
-    return areZeros(state.point + kept, std::end(state.point)) &&
-           areZeros(state.directions + kept * directionsPerDimension, std::end(state.directions)) &&
-           areZeros(state.spare, std::end(state.spare)) && hasTables &&
+    const bool isOwn = hasOwnTables(state);
+    if (!isUnusedZero(state, isOwn ? dimension : 0)) return false;
+    if (isOwn) return !findAttachment(stream, tagNiederreiter) && isAtOwnIndex(state);
+    return hasAttachment(stream, tagNiederreiter, dimension * bytesPerDimension) &&
            isAtIndex(niederreiterSequence(const_cast<StreamHandle>(stream)));  // which only reads
+}
+
+void niederreiterDeriveTables(StreamHandle stream) {
+    auto& state = stateOf<NiederreiterState>(stream);
+    deriveByBit(state, hasOwnTables(state) ? static_cast<std::size_t>(state.at.dimension) : 0);
 }
 
 }  // namespace korvan

@@ -14,17 +14,10 @@ namespace korvan {
 
 inline constexpr std::int32_t niederreiterDimensions = 318;
 
-// Point and directions just fill the bytes that vslCopyStreamState moves.
-struct NiederreiterState {
-    SequencePosition at;
-    // In the state up to 318 dimensions; of more, an attachment holds point and directions, one
-    // behind the other, and both are zero here.
-    std::uint32_t point[niederreiterDimensions];
-    std::uint32_t directions[niederreiterDimensions * directionsPerDimension];
-    std::uint32_t spare[10570];  // 0
-};
+// Of more dimensions than these an attachment holds point and directions, one behind the other.
+using NiederreiterState = SequenceState<niederreiterDimensions, 320, 10250>;
 static_assert(sizeof(StreamRecord) + sizeof(NiederreiterState) == 84288);
-static_assert(offsetof(NiederreiterState, spare) == 10498 * sizeof(std::uint32_t));
+static_assert(offsetof(NiederreiterState, directions) == 4 * 324);
 
 DigitalSequence niederreiterSequence(StreamHandle stream);
 

@@ -115,7 +115,7 @@ Parameters readParameters(std::int32_t count, const std::uint32_t* s) {
 
 // v_j = m_j 2^(31 - j), with m_j = XOR over i < g, bit i of the polynomial set, of
 // m_(j-g+i) 2^(g-i), and once more m_(j-g); g is the degree.
-void buildColumn(const Recurrence& recurrence, std::uint32_t* column, std::size_t stride) {
+void makeDirections(const Recurrence& recurrence, std::uint32_t* v) {
     const auto degree = static_cast<std::size_t>(recurrence.degree());
     std::uint32_t m[directionsPerDimension];
     for (std::size_t j = 0; j < degree; ++j) m[j] = recurrence.initial[j];
@@ -129,23 +129,17 @@ void buildColumn(const Recurrence& recurrence, std::uint32_t* column, std::size_
         }
         m[j] = sum;
     }
-    for (std::size_t j = 0; j < directionsPerDimension; ++j) column[j * stride] = m[j] << (31 - j);
+    for (std::size_t j = 0; j < directionsPerDimension; ++j) v[j] = m[j] << (31 - j);
 }
 
-void buildTables(const Parameters& parameters, std::uint32_t* point, std::uint32_t* directions) {
-    const auto dimension = static_cast<std::size_t>(parameters.dimension);
+void makeDirections(const Parameters& parameters, std::size_t d, std::uint32_t* v) {
     if (parameters.directions) {
-        transposeDirections(parameters.directions, dimension, directions);
+        std::copy_n(parameters.directions + d * directionsPerDimension, directionsPerDimension, v);
+    } else if (d < parameters.firstGiven) {  // dimension 1: van der Corput's sequence
+        for (std::size_t j = 0; j < directionsPerDimension; ++j) v[j] = 0x80000000u >> j;
     } else {
-        // Dimension 1, unless given, is van der Corput's sequence.
-        for (std::size_t j = 0; j < directionsPerDimension; ++j) {
-            directions[j * dimension] = 0x80000000u >> j;
-        }
-        for (std::size_t d = parameters.firstGiven; d < dimension; ++d) {
-            buildColumn(recurrenceOf(parameters, d), directions + d, dimension);
-        }
+        makeDirections(recurrenceOf(parameters, d), v);
     }
-    std::copy_n(directions, dimension, point);
 }
 
 // ---- Seeding ----
@@ -162,7 +156,8 @@ std::int32_t hang(StreamHandle stream, std::uint32_t tag, const AttachmentKey* k
     return status;
 }
 
-std::int32_t attachTables(StreamHandle stream, const Parameters& parameters) {
+template <class Fill>
+std::int32_t attachTables(StreamHandle stream, const Parameters& parameters, const Fill& fill) {
     const auto dimension = static_cast<std::uint64_t>(parameters.dimension);
     if (dimension > attachableDimensions) return RNG_NO_MEMORY;
     std::uint32_t* directions = allocateWords(dimension * bytesPerDimension);
@@ -172,7 +167,7 @@ std::int32_t attachTables(StreamHandle stream, const Parameters& parameters) {
         alignedFree(point);
         return RNG_NO_MEMORY;
     }
-    buildTables(parameters, point, directions);
+    fillTables(dimension, fill, point, directions);
     const AttachmentKey key =
         sharedBlocks().makeUniqueKey(reinterpret_cast<std::intptr_t>(directions));
     std::int32_t status = hang(stream, tagSobol, &key, directions, dimension * bytesPerDimension);
@@ -185,20 +180,28 @@ std::int32_t attachTables(StreamHandle stream, const Parameters& parameters) {
 
 std::int32_t seed(StreamHandle stream, std::int32_t count, const std::uint32_t* words) {
     const Parameters parameters = readParameters(count, words);
+    const auto fill = [&](std::size_t d, std::uint32_t* v) { makeDirections(parameters, d, v); };
+    // A stream that is seeded again has the former tables.
+    detachByTag(stream, tagSobol);
+    detachByTag(stream, tagSobolSecond);
     auto& state = stateOf<SobolState>(stream);
     state = {};
     state.at = firstPosition(parameters.dimension);
-    state.isAttached = parameters.isAttached ? 1 : 0;
-    if (parameters.isAttached) return attachTables(stream, parameters);
-    buildTables(parameters, state.point, state.directions);
+    if (parameters.isAttached) return attachTables(stream, parameters, fill);
+    fillTables(state, fill);
     return RNG_OK;
+}
+
+// Are the tables in the state?  There they begin with van der Corput's sequence.
+bool hasOwnTables(const SobolState& state) {
+    return state.directions[0][0] != 0;
 }
 
 }  // namespace
 
 DigitalSequence sobolSequence(StreamHandle stream) {
     auto& state = stateOf<SobolState>(stream);
-    if (!state.isAttached) return {&state.at, state.point, state.directions};
+    if (hasOwnTables(state)) return {&state.at, state.point, state.byBit};
     auto* directions = static_cast<std::uint32_t*>(findAttachment(stream, tagSobol));
     auto* point = static_cast<std::uint32_t*>(findAttachment(stream, tagSobolSecond));
     return {&state.at, directions ? point : nullptr, directions};
@@ -212,21 +215,22 @@ std::int32_t sobolInit(std::int32_t op, StreamHandle stream, std::int32_t n,
 
 bool sobolIsState(const StreamRecord* stream) {
     const auto& state = stateOf<SobolState>(stream);
-    const bool isAttached = state.isAttached != 0;
-    if (state.isAttached > 1 ||
-        !isPosition(state.at, isAttached ? attachableDimensions : sobolDimensions)) {
-        return false;
-    }
+    const bool isOwn = hasOwnTables(state);
+    if (!isPosition(state.at, isOwn ? sobolDimensions : attachableDimensions)) return false;
     const auto dimension = static_cast<std::size_t>(state.at.dimension);
-    const std::size_t kept = isAttached ? 0 : dimension;  // columns of the state's own tables
-    const bool hasTables =
-        !isAttached ||
-        (hasAttachment(stream, tagSobol, dimension * bytesPerDimension, Sharing::any) &&
-         hasAttachment(stream, tagSobolSecond, dimension * sizeof(std::uint32_t), Sharing::own));
-    return areZeros(state.point + kept, std::end(state.point)) &&
-           areZeros(state.directions + kept * directionsPerDimension, std::end(state.directions)) &&
-           areZeros(state.spare, std::end(state.spare)) && hasTables &&
+    if (!isUnusedZero(state, isOwn ? dimension : 0)) return false;
+    if (isOwn) {
+        return !findAttachment(stream, tagSobol) && !findAttachment(stream, tagSobolSecond) &&
+               isAtOwnIndex(state);
+    }
+    return hasAttachment(stream, tagSobol, dimension * bytesPerDimension) &&
+           hasAttachment(stream, tagSobolSecond, dimension * sizeof(std::uint32_t)) &&
            isAtIndex(sobolSequence(const_cast<StreamHandle>(stream)));  // which only reads
+}
+
+void sobolDeriveTables(StreamHandle stream) {
+    auto& state = stateOf<SobolState>(stream);
+    deriveByBit(state, hasOwnTables(state) ? static_cast<std::size_t>(state.at.dimension) : 0);
 }
 
 }  // namespace korvan

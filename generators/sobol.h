@@ -5,22 +5,19 @@
 // 659, ACM Trans. Math. Softw. 14 (1988) 88-100.
 #pragma once
 
+#include <cstddef>
+
 #include "generators/digital_sequence.h"
 
 namespace korvan {
 
 inline constexpr std::int32_t sobolDimensions = 40;
 
-struct SobolState {
-    SequencePosition at;
-    std::uint32_t point[sobolDimensions];
-    std::uint32_t directions[sobolDimensions * directionsPerDimension];
-    // 1: point and directions are attachments of the stream, and zero here.  The directions are
-    // shared by the stream's copies.
-    std::uint32_t isAttached;
-    std::uint32_t spare[1599];  // 0
-};
+// Tables that a caller gives whole are attachments of the stream: the point its own, the directions
+// shared by its copies.
+using SobolState = SequenceState<sobolDimensions, sobolDimensions, 1560>;
 static_assert(sizeof(StreamRecord) + sizeof(SobolState) == 11712);
+static_assert(offsetof(SobolState, directions) == 4 * 44);
 
 DigitalSequence sobolSequence(StreamHandle stream);
 

@@ -88,17 +88,6 @@ void* findAttachment(const StreamRecord* stream, std::uint32_t tag) {
     return node ? node->payload : nullptr;
 }
 
-void* findOwnAttachment(StreamHandle stream, std::uint32_t tag) {
-    StreamAttachment* node = find(stream, tag);
-    if (!node || node->key.isNone()) return node ? node->payload : nullptr;
-    void* own = copyOfPayload(*node);
-    if (!own) return nullptr;
-    releasePayload(node);
-    node->payload = own;
-    node->key = {};
-    return own;
-}
-
 std::uint32_t attachmentCount(const StreamRecord* stream) {
     std::uint32_t count = 0;
     for (const StreamAttachment* node = headOf(stream); node; node = node->next) ++count;
@@ -155,8 +144,10 @@ void releaseAttachments(StreamHandle stream) {
     stream->attachments = 0;
 }
 
-std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source) {
+std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source,
+                             WantedTag* isWanted) {
     for (const StreamAttachment* from = headOf(source); from; from = from->next) {
+        if (isWanted && !isWanted(from->tag)) continue;
         StreamAttachment* node = copyOf(*from);
         if (!node) {
             releaseAttachments(destination);

@@ -13,7 +13,7 @@
 
 namespace korvan {
 
-// Tags stand in stream images: a number never changes its owner.
+// Tags stand in stream images: a number never changes its owner.  A stream has one node of each.
 enum AttachmentTag : std::uint32_t {
     tagSingleGaussian = 1,
     tagDoubleGaussian = 2,
@@ -43,10 +43,6 @@ const StreamAttachment* firstAttachment(const StreamRecord* stream);
 // The payload of the first node with the tag, or null.
 void* findAttachment(const StreamRecord* stream, std::uint32_t tag);
 
-// The same for an owner who writes to the payload.  An image can have given it a key: the stream
-// then gets a block of its own.  Null also if there is no memory for that.
-void* findOwnAttachment(StreamHandle stream, std::uint32_t tag);
-
 std::uint32_t attachmentCount(const StreamRecord* stream);
 
 // Hangs a payload from alignedAlloc at the head of the list; it belongs to the library from then
@@ -71,9 +67,11 @@ void detachByTag(StreamHandle stream, std::uint32_t tag);
 // Releases all nodes.
 void releaseAttachments(StreamHandle stream);
 
-// Gives `destination`, which has none, the attachments of `source` in reverse order.
-// RNG_NO_MEMORY: it still has none.
-std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source);
+// Puts copies of source's attachments whose tags are wanted, or of all, before those of
+// `destination`, in reverse order.  RNG_NO_MEMORY: destination has none any more.
+using WantedTag = bool(std::uint32_t tag);
+std::int32_t copyAttachments(StreamHandle destination, const StreamRecord* source,
+                             WantedTag* isWanted = nullptr);
 
 // What becomes of an attachment that was read from an image.
 enum class Loaded {
@@ -84,10 +82,12 @@ enum class Loaded {
 };
 
 // An owner's own test of what images bring under its tag; the stream's state is there by then, but
-// nobody has examined it.
+// nobody has examined it.  Null: the generator's state check looks at it.
+using AttachmentJudge = Loaded(const StreamRecord* stream, const void* payload, std::uint32_t size);
 struct AttachmentOwner {
     std::uint32_t tag;
-    Loaded (*judge)(const StreamRecord* stream, const void* payload, std::uint32_t size);
+    AttachmentJudge* judge;
+    bool hasKeys = false;  // its payloads can be shared
 };
 
 // The owner's row, or null: nobody reads what hangs under an unknown tag.  Defined upstairs, where

@@ -52,6 +52,16 @@ std::int32_t refusalOf(const GeneratorProperties& p) {
     return RNG_OK;
 }
 
+// The built-in row whose initStream a caller's row has, if it has the room for that row's states.
+const GeneratorRow* originOf(const GeneratorProperties& p) {
+    for (std::int32_t k = 0; k < builtInGenerators; ++k) {
+        const GeneratorRow& row = primaryRow(k);
+        const bool isSame = row.properties.initStream == p.initStream;
+        if (isSame && p.stateSize >= row.properties.stateSize) return &row;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 const GeneratorRow* findGenerator(GeneratorId id) {
@@ -78,8 +88,15 @@ std::int32_t registerGenerator(const GeneratorProperties* properties) {
     const ServiceGuard guard(registrationLock);
     const std::int32_t row = rowCount.load(std::memory_order_relaxed);
     if (row == generatorTableRows) return RNG_NO_MEMORY;
+    const GeneratorRow* const origin = originOf(*properties);
     registeredRows[row - builtInGenerators] = {
-        *properties, 1, BitWords::refused, WordMap::other, Splitting::bound, nullptr};
+        .properties = *properties,
+        .members = 1,
+        .bitWords = BitWords::refused,
+        .wordMap = WordMap::other,
+        .splitting = Splitting::bound,
+        .isState = origin ? origin->isState : nullptr,
+        .deriveTables = origin ? origin->deriveTables : nullptr};
     rowCount.store(row + 1, std::memory_order_release);
     return (row + 1) << memberBits;
 }

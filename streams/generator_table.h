@@ -37,8 +37,11 @@ struct GeneratorRow {
     Splitting splitting;
     // True if a stream of this generator can be in the state that the record holds, with the
     // attachments that hang on it: no fill then leaves its bounds.  It may read the record's header
-    // for the member.  Null: every state is possible.
+    // for the member.  Null: nobody can tell.
     bool (*isState)(const StreamRecord* stream);
+    // Makes what a possible state holds twice, in another order for the kernels, anew.  Null: there
+    // is no such thing.
+    void (*deriveTables)(StreamHandle stream);
 };
 
 inline constexpr std::int32_t builtInGenerators = 16;

@@ -185,13 +185,13 @@ bool readEntry(Source& source, std::uint8_t version, ImageEntry& entry) {
            source.read(&entry.size, sizeof entry.size);
 }
 
-// Hangs a loaded payload on the stream, as its owner says.
-std::int32_t hang(StreamHandle stream, const ImageEntry& entry, void* payload,
-                  std::int32_t badFormat) {
+// Hangs a loaded payload on the stream, as its owner says.  Keys of those who share nothing are
+// dropped: rows of the shared table are few.
+std::int32_t hang(StreamHandle stream, const ImageEntry& entry, const AttachmentOwner* owner,
+                  void* payload, std::int32_t badFormat) {
     AttachmentKey key;
-    std::memcpy(key.halves, entry.key, sizeof entry.key);
-    const AttachmentOwner* owner = attachmentOwner(entry.tag);
-    switch (owner ? owner->judge(stream, payload, entry.size) : Loaded::kept) {
+    if (owner && owner->hasKeys) std::memcpy(key.halves, entry.key, sizeof entry.key);
+    switch (owner && owner->judge ? owner->judge(stream, payload, entry.size) : Loaded::kept) {
         case Loaded::kept: return attach(stream, entry.tag, &key, payload, entry.size);
         case Loaded::ifHeld: return attachHeld(stream, entry.tag, key, payload, entry.size);
         case Loaded::dropped: alignedFree(payload); return RNG_OK;
@@ -200,14 +200,31 @@ std::int32_t hang(StreamHandle stream, const ImageEntry& entry, void* payload,
     return badFormat;
 }
 
+// The owners that a list of entries has named so far.
+class OwnersSeen {
+  public:
+    // False for the second entry of an owner's, which no stream has.
+    bool isNew(const AttachmentOwner& owner) {
+        const std::uint64_t bit = std::uint64_t{1} << (owner.tag % 64);
+        const bool result = (seen_ & bit) == 0;
+        seen_ |= bit;
+        return result;
+    }
+
+  private:
+    std::uint64_t seen_ = 0;  // bit: tag
+};
+
 template <class Source>
 std::int32_t loadAttachment(Source& source, std::uint8_t version, StreamHandle stream,
-                            std::int32_t badFormat) {
+                            OwnersSeen& seen, std::int32_t badFormat) {
     ImageEntry entry;
     // No memory is taken for bytes that can't come.
     if (!readEntry(source, version, entry) || !source.mayHold(entry.size)) {
         return RNG_FILE_READ_FAILED;
     }
+    const AttachmentOwner* owner = attachmentOwner(entry.tag);
+    if (owner && !seen.isNew(*owner)) return badFormat;
     void* payload = nullptr;  // of an empty payload as well
     if (entry.size > 0) {
         payload = alignedAlloc(entry.size, recordAlignment);
@@ -217,7 +234,7 @@ std::int32_t loadAttachment(Source& source, std::uint8_t version, StreamHandle s
             return RNG_FILE_READ_FAILED;
         }
     }
-    const std::int32_t status = hang(stream, entry, payload, badFormat);
+    const std::int32_t status = hang(stream, entry, owner, payload, badFormat);
     if (status < 0) alignedFree(payload);
     return status;
 }
@@ -228,11 +245,15 @@ std::int32_t loadContents(Source& source, const Description& image, const Genera
                           StreamHandle stream, std::int32_t badFormat) {
     if (!source.read(stream + 1, stateBytes(row))) return RNG_FILE_READ_FAILED;
     std::int32_t status = missingInstructions(image.generatorId);
+    OwnersSeen seen;
     for (unsigned k = 0; status >= 0 && k < image.attachmentCount; ++k) {
-        status = loadAttachment(source, image.version, stream, badFormat);
+        status = loadAttachment(source, image.version, stream, seen, badFormat);
     }
+    if (status < 0) return status;
     // The last, since the tables of a state can be among its attachments.
-    return status >= 0 && row.isState && !row.isState(stream) ? badFormat : status;
+    if (row.isState && !row.isState(stream)) return badFormat;
+    if (row.deriveTables) row.deriveTables(stream);
+    return RNG_OK;
 }
 
 template <class Source>

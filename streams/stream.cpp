@@ -25,6 +25,12 @@ std::int32_t createStream(StreamHandle* stream, GeneratorId id, const GeneratorR
     return status < 0 ? status : row.properties.initStream(OP_SEED, *stream, n, params);
 }
 
+// Members of a set differ in their parameters, so they are as foreign as other rows.
+bool areOfOneGenerator(const StreamRecord* x, const StreamRecord* y) {
+    return findGenerator(x->generatorId) == findGenerator(y->generatorId) &&
+           memberOf(x->generatorId) == memberOf(y->generatorId);
+}
+
 // The bytes that vslCopyStreamState moves: the tabled count, kept inside both records.
 std::size_t copiedBytes(const GeneratorRow& from, const GeneratorRow& to) {
     const std::size_t told = static_cast<std::size_t>(from.properties.seedWords) *
@@ -36,16 +42,32 @@ void copyStateBytes(StreamHandle to, const StreamRecord* from, std::size_t bytes
     std::memcpy(to + 1, from + 1, bytes);
 }
 
-// Would the first `bytes` of source's state, with its attachments, make a state of destination's
+// A stream's binding to its caller's buffer and callback stays its own.
+bool isCopied(std::uint32_t tag) {
+    return tag != tagAbstractBinding;
+}
+bool isKept(std::uint32_t tag) {
+    return tag == tagAbstractBinding;
+}
+
+// Hangs on `list` what `destination` will have when it got source's state.
+std::int32_t listAttachments(StreamHandle list, const StreamRecord* destination,
+                             const StreamRecord* source) {
+    const std::int32_t status = copyAttachments(list, destination, isKept);
+    return status < 0 ? status : copyAttachments(list, source, isCopied);
+}
+
+// Would the first `bytes` of source's state, with these attachments, make a state of destination's
 // generator?
 std::int32_t testForeignState(const StreamRecord* destination, const StreamRecord* source,
-                              const GeneratorRow& row, std::size_t bytes) {
-    if (!row.isState) return RNG_OK;
+                              const StreamRecord& list, const GeneratorRow& row,
+                              std::size_t bytes) {
+    if (!row.isState) return RNG_STREAMS_INCOMPATIBLE;
     const StreamHandle trial = allocateRecord(row);
     if (!trial) return RNG_NO_MEMORY;
     std::memcpy(trial, destination, recordSize(row));
     copyStateBytes(trial, source, bytes);
-    trial->attachments = source->attachments;
+    trial->attachments = list.attachments;
     const bool possible = row.isState(trial);
     alignedFree(trial);
     return possible ? RNG_OK : RNG_STREAMS_INCOMPATIBLE;
@@ -55,7 +77,11 @@ std::int32_t testForeignState(const StreamRecord* destination, const StreamRecor
 
 std::int32_t validateStream(const StreamRecord* stream) {
     if (!stream) return RNG_NULL_POINTER;
-    return stream->validity == 1 ? RNG_OK : RNG_BAD_STREAM;
+    return stream->validity == liveStream ? RNG_OK : RNG_BAD_STREAM;
+}
+
+std::int32_t validateForReading(const StreamRecord* stream) {
+    return stream && stream->validity == busyStream ? RNG_OK : validateStream(stream);
 }
 
 std::size_t stateBytes(const GeneratorRow& row) {
@@ -68,8 +94,11 @@ std::int32_t allocateStream(StreamHandle* stream, GeneratorId id, const Generato
     const StreamHandle record = allocateRecord(row);
     *stream = record;
     if (!record) return RNG_NO_MEMORY;
-    *record = {
-        .generatorId = id, .validity = 1, .reservedByte = 0, .reservedHalf = 0, .attachments = 0};
+    *record = {.generatorId = id,
+               .validity = liveStream,
+               .reservedByte = 0,
+               .reservedHalf = 0,
+               .attachments = 0};
     return RNG_OK;
 }
 
@@ -96,7 +125,7 @@ std::int32_t newAbstractStream(StreamHandle* stream, GeneratorId id, const void*
 
 std::int32_t deleteStream(StreamHandle* stream) {
     releaseAttachments(*stream);
-    (*stream)->validity = 0;
+    (*stream)->validity = endedStream;
     alignedFree(*stream);
     *stream = nullptr;
     return RNG_OK;
@@ -118,17 +147,25 @@ std::int32_t copyStreamState(StreamHandle destination, const StreamRecord* sourc
     const GeneratorRow* from = findGenerator(source->generatorId);
     const GeneratorRow* to = findGenerator(destination->generatorId);
     if (!from || !to) return RNG_BAD_GENERATOR;
-    const std::size_t bytes = copiedBytes(*from, *to);
-    // Members of a set differ in their parameters, so they are as foreign as other rows.
-    const bool sameGenerator =
-        from == to && memberOf(source->generatorId) == memberOf(destination->generatorId);
-    if (!sameGenerator) {
-        const std::int32_t status = testForeignState(destination, source, *to, bytes);
-        if (status < 0) return status;
+    const bool isForeign = !areOfOneGenerator(destination, source);
+    // The tabled count would cut tables.
+    const bool isWhole = !isForeign && to->deriveTables;
+    const std::size_t bytes = isWhole ? stateBytes(*to) : copiedBytes(*from, *to);
+    StreamRecord list = *destination;
+    list.attachments = 0;
+    std::int32_t status = listAttachments(&list, destination, source);
+    if (status >= 0 && isForeign) {
+        status = testForeignState(destination, source, list, *to, bytes);
+    }
+    if (status < 0) {
+        releaseAttachments(&list);
+        return status;
     }
     copyStateBytes(destination, source, bytes);
+    if (isForeign && to->deriveTables) to->deriveTables(destination);
     releaseAttachments(destination);
-    return copyAttachments(destination, source);
+    destination->attachments = list.attachments;
+    return RNG_OK;
 }
 
 std::int32_t leapfrogStream(StreamHandle stream, std::int32_t k, std::int32_t nstreams) {

@@ -13,6 +13,8 @@ struct GeneratorRow;
 
 // RNG_NULL_POINTER, RNG_BAD_STREAM or RNG_OK.
 std::int32_t validateStream(const StreamRecord* stream);
+// The same for those who only look at it: in a fill by a caller's routine they may.
+std::int32_t validateForReading(const StreamRecord* stream);
 
 // Bytes of a record behind its header.
 std::size_t stateBytes(const GeneratorRow& row);

@@ -37,7 +37,7 @@ struct PendingPair {
 template <class Real>
 PendingPair<Real>* pendingPair(StreamHandle stream) {
     using Pair = PendingPair<Real>;
-    if (void* found = findOwnAttachment(stream, Pair::tag)) return static_cast<Pair*>(found);
+    if (void* found = findAttachment(stream, Pair::tag)) return static_cast<Pair*>(found);
     auto* pair = static_cast<Pair*>(alignedAlloc(sizeof(Pair), recordAlignment));
     if (!pair) return nullptr;
     *pair = {Pair::none, Pair::none};

@@ -32,7 +32,7 @@ constexpr std::size_t blockPairs = blockNumbers / 2;
 
 // The stream's record, made if it has none.
 std::int32_t findSetup(StreamHandle stream, PoissonSetup** setup) {
-    *setup = static_cast<PoissonSetup*>(findOwnAttachment(stream, tagPoisson));
+    *setup = static_cast<PoissonSetup*>(findAttachment(stream, tagPoisson));
     if (*setup) return RNG_OK;
     *setup = static_cast<PoissonSetup*>(alignedAlloc(sizeof(PoissonSetup), recordAlignment));
     if (!*setup) return RNG_NO_MEMORY;

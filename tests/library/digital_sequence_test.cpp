@@ -426,6 +426,100 @@ TEST(Niederreiter, UsersTablesAreUsed) {
     EXPECT_TRUE(isPossible(steep));
 }
 
+// ---- The state ----
+
+// Words 0 .. of an image's state as everybody can read them: what stands behind is the kernels'.
+Words toldWords(const Bytes& image, std::size_t count) {
+    Words words(count);
+    std::memcpy(words.data(), &image[24], 4 * count);
+    return words;
+}
+Words padded(Words words, std::size_t size) {
+    return words.resize(size), words;
+}
+
+// index, dimension, component, remaining; the point; a row of 33 words for each dimension.
+TEST(DigitalSequences, ImagesShowPointAndDirectionsInTheirPlaces) {
+    struct Layout {
+        GeneratorId id;
+        std::size_t pointWords, rows, bytes;
+        std::vector<std::uint32_t> dimensions;
+    };
+    for (const auto& [id, pointWords, rows, bytes, dimensions] :
+         {Layout{GEN_SOBOL, 40, 40, 11720, {1, 7, 40}},
+          Layout{GEN_NIEDERREITER, 320, 318, 84296, {1, 10, 318}}}) {
+        for (const std::uint32_t s : dimensions) {
+            const Stream stream(id, s);
+            const Words v = directionsOf(stream), first = drawWords(Stream(stream), s);
+            drawWords(stream, 5 * s + s / 2);  // in the middle of vector 6
+            const Words sixth(drawWords(Stream(id, s), 6 * s));
+            Words expected = {6, s, ~0u, s == 1 ? 0 : s - s / 2};
+            expected = expected + padded({sixth.end() - s, sixth.end()}, pointWords);
+            for (auto row = v.begin(); row != v.end(); row += 32) {
+                expected = expected + padded({row, row + 32}, 33);
+            }
+            expected.resize(4 + pointWords + 33 * rows);
+            const Bytes image = imageOf(stream);
+            EXPECT_EQ(image.size(), bytes);
+            EXPECT_TRUE(toldWords(image, expected.size()) == expected) << id << " " << s;
+            EXPECT_EQ(expected[4 + pointWords + 31], 1u);  // van der Corput's last one
+            // What stands behind doesn't count, and is made anew.
+            Bytes scribbled = image;
+            std::fill(scribbled.begin() + 24 + 4 * std::ptrdiff_t(expected.size()), scribbled.end(),
+                      '\x5A');
+            const LoadedStream loaded(scribbled);
+            ASSERT_EQ(loaded.status, RNG_OK);
+            EXPECT_TRUE(imageOf(loaded) == image);
+            EXPECT_EQ(drawWords(loaded, 999), drawWords(stream, 999));
+            // The words that no direction number needs, and a point beside the dimension's.
+            const std::size_t end = 4 + pointWords;
+            for (const std::size_t word : {4 + std::size_t{s}, end + 32, end + 33 * s}) {
+                if (word >= expected.size() || (word == 4 + s && s == pointWords)) continue;
+                Bytes forged = image;
+                forged[24 + 4 * word] = 1;
+                EXPECT_EQ(LoadedStream(forged).status, RNG_BAD_MEMORY_FORMAT) << word;
+            }
+        }
+    }
+}
+
+// Over tables of other numbers, as many and fewer; behind vector 2^31 all of them have been used.
+TEST(DigitalSequences, CopiedStatesGoOnLikeTheirSource) {
+    for (const GeneratorId id : both) {
+        const std::uint32_t most = id == GEN_SOBOL ? 40 : 318;
+        const Words others = Words{most, 1, 1} + Words(most, id == GEN_SOBOL ? 3 : 7);
+        for (const Words& seed : {Words{most}, others, Words{3}}) {
+            const Stream source(id, seed);
+            const std::uint64_t s = seed[0];
+            for (const Words& former : {others, Words{most}, Words{2}}) {
+                const Stream copy(id, former);
+                ASSERT_EQ(vslCopyStreamState(copy, source), RNG_OK);
+                EXPECT_TRUE(imageOf(copy) == imageOf(source));
+                const Stream twin(source);
+                for (const Stream* stream : {&copy, &twin}) {
+                    ASSERT_EQ(skip(*stream, (0x80000000ull - 3) * s), RNG_OK);
+                }
+                EXPECT_EQ(drawWords(copy, 6 * s + 1), drawWords(twin, 6 * s + 1)) << s;
+            }
+        }
+    }
+}
+
+// A row of the caller's with a built-in's initStream takes and gives states that it knows.
+TEST(DigitalSequences, RegisteredTwinsTakeStates) {
+    for (const GeneratorId id : both) {
+        GeneratorProperties row;
+        ASSERT_EQ(vslGetBrngProperties(id, &row), RNG_OK);
+        const GeneratorId twinId = vslRegisterBrng(&row);
+        const Stream source(id, 40), twin(twinId, 3), own(twinId, 7);
+        ASSERT_EQ(vslCopyStreamState(twin, source), RNG_OK);
+        EXPECT_EQ(drawWords(twin, 999), drawWords(source, 999));
+        ASSERT_EQ(vslCopyStreamState(twin, own), RNG_OK);
+        EXPECT_EQ(drawWords(twin, 999), drawWords(own, 999));
+        EXPECT_EQ(vslCopyStreamState(twin, Stream(GEN_R250)), RNG_STREAMS_INCOMPATIBLE);
+    }
+}
+
 // ---- Attached tables ----
 
 // Streams whose tables are attachments.
@@ -472,6 +566,30 @@ TEST(AttachedTables, FollowTheLaws) {
     EXPECT_EQ(sharedBlocks().count(), 0u);
 }
 
+// Through the row's own routine: no table stays behind for a copy to find.
+TEST(AttachedTables, SeedingAgainReplacesThem) {
+    for (const GeneratorId id : both) {
+        GeneratorProperties row;
+        ASSERT_EQ(vslGetBrngProperties(id, &row), RNG_OK);
+        const auto list = [](std::uint32_t s) {
+            Words words = Words{s, 1, 4};
+            for (std::uint32_t k = 0; k < 32 * s; ++k) words.push_back(k * 2654435761u);
+            return words;
+        };
+        const Stream stream(id, list(320));
+        for (const Words& seed : {list(1000), list(319), Words{5}, list(400)}) {
+            ASSERT_EQ(row.initStream(OP_SEED, stream, static_cast<std::int32_t>(seed.size()),
+                                     seed.data()),
+                      RNG_OK);
+            const Stream fresh(id, seed), twin(stream);
+            EXPECT_EQ(attachmentCount(stream), attachmentCount(fresh)) << seed[0];
+            EXPECT_EQ(drawWords(LoadedStream(imageOf(stream)), 3000), drawWords(fresh, 3000));
+            EXPECT_EQ(drawWords(twin, 3000), drawWords(stream, 3000));
+        }
+    }
+    EXPECT_EQ(sharedBlocks().count(), 0u);
+}
+
 // A stream without its tables can be asked for anything, and gives nothing.
 void expectUseless(const Stream& stream) {
     std::uint32_t word;
@@ -488,7 +606,8 @@ TEST(AttachedTables, MemoryFailingAnywhere) {
         const GeneratorId id = attached.first;
         const Words& seed = attached.second;
         WatchedHeap heap;
-        const Stream original(id, seed), small(id, 2);
+        const Stream original(id, seed), small(id, 2), former(original);
+        const Bytes image = imageOf(former);
         const Words words = drawWords(Stream(original), 5);
         const auto sweep = [&](auto make) {
             const int before = heap.blocksHeld();
@@ -512,10 +631,15 @@ TEST(AttachedTables, MemoryFailingAnywhere) {
         EXPECT_EQ(sweep([&] { return std::make_unique<Stream>(id, seed); }), isSobol ? 5 : 3);
         // The directions of a copy are the original's.
         EXPECT_EQ(sweep([&] { return std::make_unique<Stream>(original); }), isSobol ? 4 : 3);
-        heap.failAfter(1);
-        EXPECT_EQ(vslCopyStreamState(small, original), RNG_NO_MEMORY);
-        heap.failNever();
-        expectUseless(small);
+        // Into a state, nothing half: neither of these loses its own tables.
+        for (int allowed = 0; allowed < (isSobol ? 3 : 2); ++allowed) {
+            heap.failAfter(allowed);
+            EXPECT_EQ(vslCopyStreamState(small, original), RNG_NO_MEMORY);
+            EXPECT_EQ(vslCopyStreamState(former, original), RNG_NO_MEMORY);
+            heap.failNever();
+            EXPECT_TRUE(imageOf(former) == image);
+            EXPECT_EQ(stateBytes(small), stateBytes(Stream(id, 2)));
+        }
     }
 }
 
@@ -571,7 +695,6 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
             {stateAt + 16, {1}},                                // the state's own point
             {countAt, {0, attachmentCount(stream) - 1}},
             {entryAt, {tagSobol}},
-            {entryAt + 4, {12345}},
             {entryAt + 24, {12345}}};
         for (const auto& [at, values] : refused) {
             for (const std::uint32_t value : values) {
@@ -580,6 +703,7 @@ TEST(AttachedTables, ForgedImagesAreRefused) {
         }
         EXPECT_EQ(tryWith(stateAt + 8, s - 1), RNG_OK);
         EXPECT_EQ(tryWith(stateAt + 12, s - 1), RNG_OK);
+        EXPECT_EQ(tryWith(entryAt + 4, 12345), RNG_OK);  // a key, which a point doesn't have
         // A second table with the same tag, which a copy would find first.
         const StreamAttachment* point = firstAttachment(stream);
         void* block = alignedAlloc(point->size, recordAlignment);

@@ -239,6 +239,12 @@ TEST(Images, HeadersOfAllVersions) {
         {__LINE__, D{.id = 0x1FF00000}, bad},
         {__LINE__, D{.state = std::string(16, '\0')}, bad},  // no stream stands at zero
         {__LINE__, D{.entries = {256, one[0]}}, RNG_OK},
+        // What an owner keeps there is one.
+        {__LINE__, D{.entries = {{1, {}, "8 bytes "}}}, RNG_OK},
+        {__LINE__, D{.entries = {{1, {}, "8 bytes "}, one[0], {1, {}, "8 others"}}}, bad},
+        {__LINE__, D{.version = 0, .entries = {2, {2, {}, "16 bytes in all."}}}, bad},
+        {__LINE__, D{.version = 1, .entries = {2, {13, {}, ""}}}, bad},
+        {__LINE__, D{.entries = {2, {14, {}, "dropped"}}}, bad},
     };
     for (const auto& row : rows) {
         const Bytes image = row.image.bytes();
@@ -252,16 +258,20 @@ TEST(Images, HeadersOfAllVersions) {
     }
 }
 
+// Keys come back with what can be shared: rows of the table of shared blocks are few.
 TEST(Images, EntriesComeBackInReverseOrder) {
     constexpr AttachmentKey key1{{0x0123456789ABCDEF, 0xFEDCBA9876543210}}, key2{{0, 7}};
-    const std::vector<Entry> saved = {{70, {}, "first"}, {71, key1, "second"}, {70, key2, ""}};
+    const std::vector<Entry> saved = {
+        {70, {}, "first"}, {9, key1, "second"}, {70, key2, ""}, {10, key2, "last"}};
     for (const int version : {0, 1, 2}) {
         const LoadedStream loaded = loadFile(Draft{.version = version, .entries = saved}.bytes());
         ASSERT_EQ(loaded.status, RNG_OK);
         const AttachmentKey kept = version == 0 ? AttachmentKey{} : key1;
-        const std::vector<Entry> expected = {{70, {}, ""}, {71, kept, "second"}, {70, {}, "first"}};
+        const std::vector<Entry> expected = {
+            {10, {}, "last"}, {70, {}, ""}, {9, kept, "second"}, {70, {}, "first"}};
         EXPECT_EQ(entriesOf(loaded), expected) << version;
         EXPECT_EQ(imageOf(loaded), draftOf(loaded)) << version;
+        EXPECT_EQ(sharedBlocks().count(), version == 0 ? 0u : 1u);
     }
     EXPECT_EQ(sharedBlocks().count(), 0u);
 }
@@ -285,11 +295,11 @@ TEST(Images, NeedTheGeneratorsInstructions) {
 Stream ladenStream(GeneratorId id, std::size_t longest) {
     Stream stream(id);
     const AttachmentKey none{}, key{{1, 2}};
-    for (const auto& [tag, size] : {std::pair{70u, longest}, {71u, std::size_t{6}}, {72u, {}}}) {
+    for (const auto& [tag, size] : {std::pair{70u, longest}, {9u, std::size_t{6}}, {72u, {}}}) {
         void* block = alignedAlloc(size, recordAlignment);
         if (block) std::memset(block, 'x', size);
         EXPECT_EQ(
-            attach(stream, tag, tag == 71 ? &key : &none, block, static_cast<std::uint32_t>(size)),
+            attach(stream, tag, tag == 9 ? &key : &none, block, static_cast<std::uint32_t>(size)),
             RNG_OK);
     }
     return stream;

@@ -69,12 +69,14 @@ TEST(PossibleStates, WordsOutOfRangeAreRefused) {
         {GEN_SOBOL, 3, 4, true},
         {GEN_SOBOL, 3, 5, false},
         {GEN_SOBOL, 4, 0x40000000, false},
-        {GEN_SOBOL, 1324, 1, false},  // tables in attachments that aren't there
-        {GEN_SOBOL, 1325, 1, false},
+        {GEN_SOBOL, 44, 0, false},  // tables in attachments that aren't there
+        {GEN_SOBOL, 1363, 1, false},
+        {GEN_SOBOL, 1364, 1, true},  // what is derived
         {GEN_NIEDERREITER, 1, 319, false},
         {GEN_NIEDERREITER, 2, 4, true},
         {GEN_NIEDERREITER, 2, 5, false},
-        {GEN_NIEDERREITER, 10498, 1, false},
+        {GEN_NIEDERREITER, 10817, 1, false},
+        {GEN_NIEDERREITER, 10818, 1, true},
         {GEN_NONDETERMINISTIC, 0, 1, false},
         {GEN_NONDETERMINISTIC, 1, ~0u, true},
         {GEN_NONDETERMINISTIC, 1, 0, false},

@@ -225,6 +225,42 @@ TEST(GeneratorTable, Registration) {
     EXPECT_EQ(viRngUniform(0, headerOnly, 3, ints, 0, 9), -4321);
 }
 
+// Also while a kernel holds what hangs on the stream: a pair of normal variates, a Poisson record.
+TEST(GeneratorTable, FillsCanOnlyLookAtTheirStream) {
+    static int fills = 0;
+    GeneratorProperties row = counting;
+    row.fillDouble = [](StreamHandle stream, std::int32_t n, double* r, double a, double b) {
+        expectBusy(stream);
+        ++fills;
+        return Counting::fill<double>(stream, n, r, a, b);
+    };
+    row.fillSingle = [](StreamHandle stream, std::int32_t, float*, float, float) {
+        expectBusy(stream);
+        return -4321;
+    };
+    row.fillBits = [](StreamHandle stream, std::int32_t n, std::uint32_t* r) {
+        if (Counting::count(stream) > 6) expectBusy(stream);
+        return Counting::bits(stream, n, r);
+    };
+    // Seeding owns its stream: here it throws the first word away.
+    row.initStream = [](std::int32_t op, StreamHandle stream, std::int32_t n,
+                        const std::uint32_t* params) {
+        const std::int32_t status = Counting::init(op, stream, n, params);
+        std::uint32_t word;
+        return status < 0 ? status : viRngUniformBits(0, stream, 1, &word);
+    };
+    const Stream stream(vslRegisterBrng(&row), 6);
+    double r[3];
+    float f;
+    std::int32_t k[3];
+    EXPECT_EQ(drawWords(stream, 2), (Words{7, 8}));
+    EXPECT_EQ(vdRngGaussian(1, stream, 3, r, 0, 1), 5);
+    EXPECT_EQ(viRngPoisson(0, stream, 3, k, 5), 5);
+    EXPECT_EQ(vsRngUniform(0, stream, 1, &f, 0, 1), -4321);
+    EXPECT_GE(fills, 3);
+    EXPECT_EQ(Stream(stream).status, RNG_OK);  // live again, after a failure too
+}
+
 // In a process of its own, since rows are never given back; a new one rather than a fork, which
 // other tests' threads don't survive.
 TEST(GeneratorTable, Takes512Rows) {
@@ -258,6 +294,28 @@ TEST(CopyStreamState, NeverLeavesTheRecords) {
     vslCopyStreamState(small, from);
     vslCopyStreamState(large, from);
     EXPECT_EQ(vslGetStreamStateBrng(small), GEN_MCG31);
+}
+
+// Who has a built-in's initStream has its states, and others nobody can examine.
+TEST(CopyStreamState, RegisteredRowsTakeWhatCanBeExamined) {
+    GeneratorProperties row = rowOf(GEN_R250);
+    const GeneratorId twin = vslRegisterBrng(&row);
+    row.stateSize = 1023;
+    EXPECT_EQ(findGenerator(vslRegisterBrng(&row))->isState, nullptr);
+    const GeneratorId own = vslRegisterBrng(&counting), other = vslRegisterBrng(&counting);
+    const Stream r250(GEN_R250, 5), mt19937(GEN_MT19937), to(twin), mine(own, 7);
+    EXPECT_EQ(vslCopyStreamState(to, mt19937), RNG_STREAMS_INCOMPATIBLE);
+    EXPECT_EQ(drawWords(to, 3), drawWords(Stream(GEN_R250), 3));
+    ASSERT_EQ(vslCopyStreamState(to, r250), RNG_OK);
+    EXPECT_EQ(drawWords(to, 600), drawWords(r250, 600));
+    auto image = imageOf(to);
+    image[24 + 4 * 251] = '\x7F';  // an index
+    EXPECT_EQ(LoadedStream(image).status, RNG_BAD_MEMORY_FORMAT);
+    for (const GeneratorId id : {GeneratorId{GEN_MCG31}, GeneratorId{GEN_R250}, other}) {
+        EXPECT_EQ(vslCopyStreamState(mine, Stream(id)), RNG_STREAMS_INCOMPATIBLE);
+    }
+    ASSERT_EQ(vslCopyStreamState(mine, Stream(own, 70)), RNG_OK);
+    EXPECT_EQ(drawWords(mine, 2), (Words{70, 71}));
 }
 
 TEST(CopyStreamState, CopiesTheTabledBytesAndNoImpossibleState) {

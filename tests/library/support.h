@@ -57,6 +57,9 @@ struct LoadedStream : Stream {
     }
 };
 
+// A stream that is in a fill of the caller's own can be looked at, and is left alone otherwise.
+void expectBusy(StreamHandle stream);
+
 // 32-bit units of a generator's word.
 inline std::size_t wordUnits(GeneratorId id) {
     GeneratorProperties row;

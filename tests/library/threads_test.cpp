@@ -96,7 +96,7 @@ TEST(Threads, HoldersOfASharedBlockComeAndGo) {
         void* table = alignedAlloc(1000, recordAlignment);
         std::memset(table, round, 1000);
         const AttachmentKey key = sharedBlocks().makeUniqueKey(round);
-        ASSERT_EQ(attach(*source, 70, &key, table, 1000), RNG_OK);
+        ASSERT_EQ(attach(*source, tagSobol, &key, table, 1000), RNG_OK);
         const Bytes image = imageOf(*source);
         std::unique_ptr<Stream> own[threadCount];
         for (auto& stream : own) stream = std::make_unique<Stream>(*source);
@@ -106,7 +106,7 @@ TEST(Threads, HoldersOfASharedBlockComeAndGo) {
                 Stream copy(*own[t]);
                 StreamHandle loaded = nullptr;
                 EXPECT_EQ(vslLoadStreamM(&loaded, image.data()), RNG_OK);
-                EXPECT_EQ(findAttachment(loaded, 70), table);
+                EXPECT_EQ(findAttachment(loaded, tagSobol), table);
                 vslDeleteStream(&loaded);
             }
             own[t].reset();
