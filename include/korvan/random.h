@@ -37,8 +37,8 @@ enum {
     RNG_NO_LEAPFROG = -1002,          /* the generator has no leapfrog */
     RNG_NO_SKIP_AHEAD = -1003,        /* the generator has no skip-ahead */
     RNG_NO_SKIP_AHEAD_EX = -1004,     /* the generator has no skip by a count of many words */
-    RNG_STREAMS_INCOMPATIBLE = -1005, /* vslCopyStreamState: no stream could be in that state */
-    RNG_BAD_STREAM = -1006,           /* not a live stream; or its numbers are all alike */
+    RNG_STREAMS_INCOMPATIBLE = -1005, /* vslCopyStreamState: not a state of that generator */
+    RNG_BAD_STREAM = -1006,           /* not a live stream, or busy; or its numbers are all alike */
     RNG_BAD_STATE_SIZE = -1008,       /* registration: stateSize negative */
     RNG_BAD_WORD_SIZE = -1009,        /* registration: wordBytes other than 4, 8 or 16 */
     RNG_BAD_SEED_COUNT = -1010,       /* registration: seedWords below 1 */
@@ -132,7 +132,12 @@ enum { STREAM_HEADER_BYTES = 16 };
  * handle's address and holds stateSize - STREAM_HEADER_BYTES bytes that belong to the generator.
  * The area isn't cleared before OP_SEED.  A routine returns 0 or a negative status, which the
  * library hands on; each fill advances the state by exactly n numbers, so that a sequence doesn't
- * depend on how it is split into fills. */
+ * depend on how it is split into fills.
+ *
+ * While a fill of a registered generator runs for one of the generator functions, its stream is
+ * busy: vslGetStreamStateBrng, vslGetStreamSize and the functions that save it answer, all others
+ * refuse it with RNG_BAD_STREAM.  Routines of other rows can be called with it, and initStream may
+ * draw. */
 typedef struct GeneratorProperties {
     int32_t stateSize;      /* bytes of a whole stream record, its header included */
     int32_t seedWords;      /* words of the state proper: vslCopyStreamState copies
@@ -181,13 +186,15 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
 /* Copies source's state over that of destination, which keeps its generator.
  *
  * What is copied is seedWords * wordBytes bytes, as the generator table tells, and never more
- * than either record holds.  That can be less than the whole state: the multiplier of a
- * leapfrogged stream, or words that wait in a buffer, may stay behind.  For an exact twin use
- * vslCopyStream.  What distributions keep on the streams is copied whole, and replaces what
- * destination had; RNG_NO_MEMORY: destination keeps none of it.
+ * than either record holds; between two Sobol or two Niederreiter streams the whole state.  Else it
+ * can be less than that: the multiplier of a leapfrogged stream, or words that wait in a buffer,
+ * may stay behind.  For an exact twin use vslCopyStream.  What distributions and quasi-random
+ * generators keep on the streams is copied whole, and replaces what destination had.  Abstract
+ * streams keep their position, buffer and callback: none of that is copied.
  *
- * RNG_STREAMS_INCOMPATIBLE: the generators differ, and no stream of destination's generator
- * could be in the copied state; nothing was changed. */
+ * RNG_STREAMS_INCOMPATIBLE: the generators differ, and no stream of destination's generator could
+ * be in the copied state, or nobody can tell: a registered generator whose initStream isn't a
+ * built-in one's takes states of its own id only.  RNG_NO_MEMORY: as then, nothing was changed. */
 KORVAN_RANDOM_API int32_t vslCopyStreamState(StreamHandle destination, StreamHandle source);
 
 /* Turns the stream into number k (from 0) of nstreams interleaved ones: it then gives the words
@@ -216,12 +223,15 @@ KORVAN_RANDOM_API int32_t vslGetStreamStateBrng(StreamHandle stream);
  * on exactly where the saved one stood.  docs/stream-images.md has the format.
  *
  * Loading doesn't trust the bytes: a state that no stream can be in, or an attachment that nobody
- * can have made, is refused.  But a registered generator gets its state back unexamined, under the
- * id that it must have been given again.  A null stream pointer gives RNG_NULL_POINTER.
+ * can have made, is refused.  But a registered generator gets its state back unexamined (unless
+ * its initStream is a built-in generator's, whose test it then has to pass), under the id that it
+ * must have been given again.  A null stream pointer gives RNG_NULL_POINTER, without a report.
  *
  * An abstract stream's image names its buffer and callback, and only within the process, and
  * while the stream or a copy of it lives: loaded then, it shares them as a copy does.  Loaded at
- * any other time it has none, and its fills return RNG_NULL_POINTER. */
+ * any other time it has none, and its fills return RNG_NULL_POINTER.  So does the image of a stream
+ * made while 127 blocks are named: each abstract stream has one, and each Sobol stream with
+ * attached tables, which its copies share. */
 
 /* Bytes of the stream's image: what vslSaveStreamM needs.
  * RNG_NULL_POINTER or RNG_BAD_STREAM, reported at position 1: no live stream.
@@ -285,15 +295,15 @@ KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProper
  * buffer[0] behind buffer[*size - 1], and returns how many: from 1 to *nmax, and better not below
  * *nmin, since it is called again for what is missing.  Numbers above *nmin wait for later fills.
  * It may keep what it needs beside the buffer, whose address tells streams apart.  What it writes
- * to size, nmin, nmax and index has no effect.  While it runs its stream isn't live: every
- * function refuses it with RNG_BAD_STREAM.  It has to return: a jump or an exception that leaves
- * it leaves the stream dead.
+ * to size, nmin, nmax and index has no effect.  While it runs its stream is busy: it can be asked
+ * for its id, its size and its image, and every other function refuses it with RNG_BAD_STREAM.  It
+ * has to return: a jump or an exception that leaves it leaves the stream busy for good.
  *
  * A fill draws from the waiting numbers first.  Besides RNG_OK it returns
  *   RNG_ABSTRACT_WRONG_TYPE   the stream holds another type of numbers; laws that draw reals
  *                             can't run on words
- *   RNG_NULL_POINTER          the stream lost its buffer: vslCopyStreamState brought the
- *                             attachments or the position of a stream that doesn't fit it
+ *   RNG_NULL_POINTER          the stream has no buffer: it was loaded where its image's isn't
+ *                             known, or a copy found no memory for it
  *   RNG_ABSTRACT_BAD_UPDATE   the callback returned a negative number, or more than *nmax
  *   RNG_ABSTRACT_NO_NUMBERS   the callback returned 0
  * and a failed fill leaves the stream's position, though not the buffer, as it was.
