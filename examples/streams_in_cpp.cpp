@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <new>
 #include <numeric>
 #include <random>
@@ -53,9 +55,7 @@ class Stream {
     void skip(std::int64_t words) { succeed(vslSkipAheadStream(handle_, words), "skip"); }
 
     void fillUniform(double* r, std::size_t n, double a, double b) {
-        succeed(
-            vdRngUniform(METHOD_UNIFORM_STANDARD, handle_, static_cast<std::int32_t>(n), r, a, b),
-            "vdRngUniform");
+        succeed(vdRngUniform(METHOD_UNIFORM_STANDARD, handle_, count(n), r, a, b), "vdRngUniform");
     }
     std::vector<double> uniform(std::size_t n, double a = 0, double b = 1) {
         std::vector<double> r(n);
@@ -64,13 +64,20 @@ class Stream {
     }
     std::vector<std::uint32_t> words(std::size_t n) {
         std::vector<std::uint32_t> r(n);
-        succeed(viRngUniformBits(METHOD_UNIFORMBITS_STD, handle_, static_cast<std::int32_t>(n),
-                                 r.data()),
+        succeed(viRngUniformBits(METHOD_UNIFORMBITS_STD, handle_, count(n), r.data()),
                 "viRngUniformBits");
         return r;
     }
 
   private:
+    // One call takes at most 2^31 - 1 elements.
+    static std::int32_t count(std::size_t n) {
+        if (n > std::numeric_limits<std::int32_t>::max()) {
+            throw std::length_error("too many elements for one call");
+        }
+        return static_cast<std::int32_t>(n);
+    }
+
     StreamHandle handle_ = nullptr;
 };
 

@@ -65,7 +65,7 @@ void printCosts(const char* copy, const char* name, const VectorKernel<Shape>& k
 int main() {
     std::puts(
         "// Cycles for each element, by copy, kernel and row (LA, HA, EP).  Made by\n"
-        "// tools/vector_costs.cpp on an AMD processor with AVX-512 (family 26), whose counter "
+        "// tools/vector_costs.cpp on a processor with AVX-512 (CPUID family 26), whose counter "
         "runs\n"
         "// at 2.6 GHz.");
     const CopySet* last = &copySetOfBranch(0);

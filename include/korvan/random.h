@@ -158,19 +158,37 @@ typedef struct GeneratorProperties {
  * RNG_BAD_GENERATOR (reported, *stream untouched): no such generator, or an abstract one.
  * RNG_NO_MEMORY: *stream is null.  Another negative status comes from the generator's seeding;
  * *stream is then set, and is to be deleted.  RNG_NULL_POINTER: stream is null.
- * Two threads must not use the new stream at once. */
+ * Two threads must not use the new stream at once.
+ *
+ * Seeds are no way to make many streams.  With GEN_MCG31, GEN_MCG59, GEN_WH, GEN_MRG32K3A and
+ * GEN_R250 streams of neighbouring seeds (777, 778, ...) begin with numbers that are correlated, and
+ * small seeds with numbers that aren't random at all; with every generator two seeds can overlap.
+ * For workers take a key of two words {seed, worker} (vslNewStreamEx with GEN_PHILOX4X32X10 or
+ * GEN_ARS5), a member each (GEN_MT2203 + worker), or one stream that is skipped ahead:
+ * docs/parallel-streams.md. */
 KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
 
 /* The same with n seed words; how many count, and what n of 0 means, is the generator's.
  * RNG_NULL_POINTER also if n is above 0 and params null, but for registered generators.
  *
  * The words of the quasi-random generators are no seed.  params[0] is the dimension of the vectors,
- * 1 to 40 (Sobol) or 318 (Niederreiter); n of 0, and any other number, means 1.  Tables of the
- * caller's follow it as dimension, 1, class, ...: class 1, polynomials; with Sobol 2, initial
- * numbers, 3 or 11, both, without or with dimension 1's; 4, all direction numbers.  3, 11 and 4,
- * and Niederreiter's 1, take any dimension.  docs/generators.md has the lists.  One that is
- * malformed is no error: the default tables are used, in params[0] dimensions or, where it is too
- * large, in 1. RNG_NO_MEMORY: no memory for such tables; *stream is set, and is to be deleted. */
+ * 1 to 40 (Sobol) or 1 to 318 (Niederreiter).
+ *
+ *   !! A dimension outside these bounds is no error.  The stream has ONE dimension then, the status
+ *   !! is RNG_OK, and an integral over "64 dimensions" comes out wrong without a word.  So does a
+ *   !! seed: vslNewStream(&s, GEN_SOBOL, 777) has one dimension.  Check params[0] yourself.
+ *
+ * n of 0 means one dimension as well.  Tables of the caller's follow the dimension as 1, class,
+ * ...: class 1, polynomials; with Sobol 2, initial numbers, 3 or 11, both, without or with
+ * dimension 1's; 4, all direction numbers.  3, 11 and 4, and Niederreiter's 1, take any dimension.
+ * docs/generators.md has the lists.  One that is malformed is no error either: the default tables
+ * are used, in params[0] dimensions or, where that is too large for them, in one.
+ * RNG_NO_MEMORY: no memory for such tables; *stream is set, and is to be deleted.
+ *
+ * The first vector is number 1; the origin never comes.  Niederreiter's first points in many
+ * dimensions are poor: skip some thousands.  Draw Gaussian and lognormal variates of quasi-random
+ * streams with METHOD_GAUSSIAN_INVERSE and METHOD_LOGNORMAL_INVERSE only: the default methods mix
+ * the components of a vector. */
 KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng, int32_t n,
                                          const uint32_t* params);
 
@@ -367,11 +385,17 @@ KORVAN_RANDOM_API const char* vslGetCopyName(void);
 
 /* Uniform reals on [a, b), a < b.
  *
- * One word of the stream per element, in order, in every copy.  What ends of the interval can
- * come out is the generator's own (docs/generators.md); by rounding a + (b - a) u an element can
- * touch b or, by a last bit, leave [a, b].  METHOD_UNIFORM_ACCURATE clamps every element to the
- * closed interval.  Copies of processors with fused multiply-add round once where others round
- * twice, so reals can differ between processors by a rounding of b - a.
+ * One word of the stream per element, in order, in every copy.  So doubles have the 32 bits of a
+ * word with most generators: among 10^6 of them some hundred are equal to another one.  59 bits
+ * with GEN_MCG59, all that a double holds with GEN_WH and GEN_NONDETERMINISTIC.
+ *
+ * Which ends of the interval can come out is the generator's own (docs/generators.md).  On [0, 1)
+ * a double is 0 once in 2^32 words, and a single of GEN_SFMT19937, GEN_ARS5 or GEN_PHILOX4X32X10
+ * once in 2^26; GEN_MCG31, GEN_MCG59 and GEN_SOBOL give no 0.  By rounding a + (b - a) u an element
+ * can be b (singles on [0, 1) are 1 about once in 2^25) or, by a last bit, leave [a, b].
+ * METHOD_UNIFORM_ACCURATE clamps every element to the closed interval, so b stays possible.  Copies
+ * of processors with fused multiply-add round once where others round twice, so reals can differ
+ * between processors by a rounding at the size of the ends (docs/reproducibility.md).
  * Position 5: a >= b. */
 KORVAN_RANDOM_API int32_t vdRngUniform(int32_t method, StreamHandle stream, int32_t n, double* r,
                                        double a, double b);
@@ -389,9 +413,19 @@ KORVAN_RANDOM_API int32_t vsRngUniform(int32_t method, StreamHandle stream, int3
  *   METHOD_GAUSSIAN_INVERSE            one word, sqrt(2) erfinv(v), v on [-1, 1): the order of the
  *                                      variates is that of the words
  *
- * The methods give different variates.  All variates are finite: by a word at the end of its
- * interval |x - a| is up to 38.6 sigma with the first two methods (single: 14.4), and 8.3 sigma
- * with the inverse (single: 5.5).  RNG_NO_MEMORY: no room for the pair; nothing was drawn.
+ * The methods give different variates.  On quasi-random streams take the inverse: the others mix
+ * the components of a vector.
+ *
+ * The ends, in sigma.  A uniform of exactly 0 counts as the smallest positive number, so that all
+ * variates are finite; but such a variate is no tail of the normal law.  It comes once in 2^32 words
+ * (in single with GEN_SFMT19937, GEN_ARS5, GEN_PHILOX4X32X10: in 2^26), and never from GEN_MCG31,
+ * GEN_MCG59 and GEN_SOBOL.
+ *                            of 32-bit words, up to    at a uniform of 0
+ *   the first two methods    6.66 (single 5.9 to 6.7)  38.6 (single 14.4), less by the angle
+ *   the inverse              6.23 (single 5.42)        -8.29 (single -5.42)
+ * The 59 bits of GEN_MCG59 take the tails of doubles to 9.0 and 8.29.  Who sums fourth powers, or
+ * counts rare events, should know this table; docs/distributions.md says more.
+ * RNG_NO_MEMORY: no room for the pair; nothing was drawn.
  * Position 6: sigma <= 0. */
 KORVAN_RANDOM_API int32_t vdRngGaussian(int32_t method, StreamHandle stream, int32_t n, double* r,
                                         double a, double sigma);
@@ -400,8 +434,10 @@ KORVAN_RANDOM_API int32_t vsRngGaussian(int32_t method, StreamHandle stream, int
 
 /* Exponential variates: density exp(-(x - a) / beta) / beta for x >= a, beta > 0.
  *
- * a - beta ln u, one word an element.  A word of 0 gives a + 744.4 beta (single: 103.3), the
- * largest variate there is.  METHOD_ACCURATE_FLAG: no variate lies below a, by rounding either.
+ * a - beta ln u, one word an element.  The largest variate of 32-bit words is a + 22.2 beta
+ * (singles of GEN_SFMT19937, GEN_ARS5, GEN_PHILOX4X32X10: 17.3), but for a uniform of exactly 0: it
+ * gives a + 744.4 beta (single: 103.3), as often as vdRngGaussian's comment says.
+ * METHOD_ACCURATE_FLAG: no variate lies below a, by rounding either.
  * Position 6: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngExponential(int32_t method, StreamHandle stream, int32_t n,
                                            double* r, double a, double beta);
@@ -410,7 +446,8 @@ KORVAN_RANDOM_API int32_t vsRngExponential(int32_t method, StreamHandle stream, 
 
 /* Laplace variates: density exp(-|x - a| / beta) / (2 beta), beta > 0.
  *
- * Two words an element: the magnitude -beta ln u, and the side, above a if v <= 1/2.
+ * Two words an element: the magnitude -beta ln u, which ends as the exponential law's does, and the
+ * side, above a if v <= 1/2.
  * Position 6: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngLaplace(int32_t method, StreamHandle stream, int32_t n, double* r,
                                        double a, double beta);
@@ -420,8 +457,8 @@ KORVAN_RANDOM_API int32_t vsRngLaplace(int32_t method, StreamHandle stream, int3
 /* Weibull variates: density alpha z^(alpha - 1) exp(-z^alpha) / beta with z = (x - a) / beta for
  * x >= a; alpha > 0 is the shape, beta > 0 the scale.
  *
- * a + beta (-ln u)^(1 / alpha), one word an element.  METHOD_ACCURATE_FLAG as in the exponential
- * law.  Position 5: alpha <= 0.  Position 7: beta <= 0. */
+ * a + beta (-ln u)^(1 / alpha), one word an element.  The ends of -ln u, and METHOD_ACCURATE_FLAG,
+ * are those of the exponential law.  Position 5: alpha <= 0.  Position 7: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngWeibull(int32_t method, StreamHandle stream, int32_t n, double* r,
                                        double alpha, double a, double beta);
 KORVAN_RANDOM_API int32_t vsRngWeibull(int32_t method, StreamHandle stream, int32_t n, float* r,
@@ -430,8 +467,8 @@ KORVAN_RANDOM_API int32_t vsRngWeibull(int32_t method, StreamHandle stream, int3
 /* Rayleigh variates: density 2 z exp(-z^2) / beta with z = (x - a) / beta for x >= a, beta > 0.
  *
  * a + beta sqrt(-ln u), one word an element.  The scale is beta = sigma sqrt(2) for who thinks of
- * the length of a vector of two normal components.  METHOD_ACCURATE_FLAG as in the exponential
- * law.  Position 6: beta <= 0. */
+ * the length of a vector of two normal components.  The ends of -ln u, and METHOD_ACCURATE_FLAG,
+ * are those of the exponential law.  Position 6: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngRayleigh(int32_t method, StreamHandle stream, int32_t n, double* r,
                                         double a, double beta);
 KORVAN_RANDOM_API int32_t vsRngRayleigh(int32_t method, StreamHandle stream, int32_t n, float* r,
@@ -440,7 +477,8 @@ KORVAN_RANDOM_API int32_t vsRngRayleigh(int32_t method, StreamHandle stream, int
 /* Gumbel variates, of minima: density exp(z - exp z) / beta with z = (x - a) / beta, beta > 0, the
  * long tail to the left.
  *
- * a + beta ln(-ln u), one word an element.  Position 6: beta <= 0. */
+ * a + beta ln(-ln u), one word an element; the ends of -ln u are those of the exponential law.
+ * Position 6: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngGumbel(int32_t method, StreamHandle stream, int32_t n, double* r,
                                       double a, double beta);
 KORVAN_RANDOM_API int32_t vsRngGumbel(int32_t method, StreamHandle stream, int32_t n, float* r,
@@ -449,7 +487,9 @@ KORVAN_RANDOM_API int32_t vsRngGumbel(int32_t method, StreamHandle stream, int32
 /* Cauchy variates: density 1 / (pi beta (1 + z^2)) with z = (x - a) / beta, beta > 0.
  *
  * a + beta tan v with v on [-pi/2, pi/2), one word an element; always finite for finite a, beta of
- * moderate size.  Position 6: beta <= 0. */
+ * moderate size.  The tails are as coarse as the word: |tan v| is at most 2^32 / pi = 1.4e9 from 32
+ * bits, but 1.6e16 at a uniform of -pi/2; in single it ends at 2.3e7, on either side.
+ * Position 6: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngCauchy(int32_t method, StreamHandle stream, int32_t n, double* r,
                                       double a, double beta);
 KORVAN_RANDOM_API int32_t vsRngCauchy(int32_t method, StreamHandle stream, int32_t n, float* r,
@@ -460,7 +500,8 @@ KORVAN_RANDOM_API int32_t vsRngCauchy(int32_t method, StreamHandle stream, int32
  *
  * METHOD_LOGNORMAL_BOX_MULLER (0) takes g from METHOD_GAUSSIAN_BOX_MULLER_PAIRED, with its pair on
  * the stream.  METHOD_LOGNORMAL_INVERSE (1) takes it from METHOD_GAUSSIAN_INVERSE, and so does
- * METHOD_ACCURATE_FLAG, with either method: it lets no variate lie below b.  An exponential that
+ * METHOD_ACCURATE_FLAG, with either method: it lets no variate lie below b.  The ends of g are those
+ * of the normal law, and the methods for quasi-random streams as well.  An exponential that
  * overflows gives infinity.  Position 6: sigma <= 0.  Position 8: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngLognormal(int32_t method, StreamHandle stream, int32_t n, double* r,
                                          double a, double sigma, double b, double beta);
@@ -518,7 +559,7 @@ KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, in
  *   uniform an element.  A uniform that equals P(0) to the last bit gives -1, lambda >= 1.
  * METHOD_POISSON_PTPE (0), lambda >= 27: acceptance and rejection (Schmeiser and Kachitvichyanukul,
  *   1981); 1.1 to 1.45 pairs of words an element, in blocks.  No variate is 0.  In single
- * precision: from a mean of 10^6 on the variates' variance is too large (docs/distributions.md).
+ *   precision: from a mean of 10^6 on the variates' variance is too large (docs/distributions.md).
  *   The stream keeps what was prepared for the last lambda of each kind: calls with the same one
  *   reuse it, if a float can hold it exactly (also what was prepared for one that rounds to it).
  * METHOD_POISSON_NORMAL (1): a normal variate of METHOD_GAUSSIAN_INVERSE, single, through a
@@ -536,8 +577,8 @@ KORVAN_RANDOM_API int32_t viRngPoisson(int32_t method, StreamHandle stream, int3
  * One normal variate of METHOD_GAUSSIAN_INVERSE, single, an element (one word), through a
  * polynomial of its mean's binade; for means below 1/16 a short inversion, at most 11.  An
  * approximation, as METHOD_POISSON_NORMAL is.  Means aren't checked: a negative one or a NaN gives
- * 0, one too large for 32 bits -2^31.  If the generator fails, r holds nothing of use. Position 5:
- * lambda null. */
+ * 0, one too large for 32 bits -2^31.  If the generator fails, r holds nothing of use.
+ * Position 5: lambda null. */
 KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
                                         const double* lambda);
 
