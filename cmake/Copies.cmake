@@ -19,3 +19,34 @@ foreach(row IN LISTS copies_rows)
     set(KORVAN_COPY_${CMAKE_MATCH_1}_FEATURES "${CMAKE_MATCH_4}")
     separate_arguments(KORVAN_COPY_${CMAKE_MATCH_1}_FLAGS UNIX_COMMAND "${CMAKE_MATCH_5}")
 endforeach()
+
+# Behind the builder's own flags and stronger than they are: the instructions of the copies, and
+# arithmetic without the liberties of -ffast-math.  What can't be undone, such as an -mfma, stops
+# the compiler (processor_flags.h).
+set(KORVAN_ALL_FLAGS -march=x86-64 -mfpmath=sse -fno-fast-math -ffp-contract=off
+    "SHELL:-include ${PROJECT_SOURCE_DIR}/copies/processor_flags.h")
+
+# korvan_once_files(TARGET SOURCE...): what is compiled once.
+function(korvan_once_files target)
+    add_library(${target} OBJECT ${ARGN})
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+    target_compile_options(${target} PRIVATE ${KORVAN_ALL_FLAGS})
+    target_link_libraries(${target} PRIVATE korvan_warnings)
+endfunction()
+
+# korvan_kernels(TARGET COPY SOURCE...): kernels as this copy compiles them.
+function(korvan_kernels target copy)
+    add_library(${target} OBJECT ${ARGN})
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+    target_include_directories(${target} SYSTEM PRIVATE ${KORVAN_HIGHWAY_INCLUDE})
+    # Highway's SSE4 and wider targets count AES and PCLMULQDQ in, unless told otherwise.
+    target_compile_definitions(${target} PRIVATE
+        KORVAN_COPY=${copy} KORVAN_COPY_NAME="${copy}"
+        KORVAN_COPY_BRANCH=${KORVAN_COPY_${copy}_BRANCH}
+        HWY_COMPILE_ONLY_STATIC HWY_BROKEN_EMU128=1 HWY_DISABLE_PCLMUL_AES)
+    # At -O0 inline functions of Highway's would stay as symbols that other copies could pick up.
+    target_compile_options(${target} PRIVATE
+        ${KORVAN_ALL_FLAGS} $<IF:$<CONFIG:Debug>,-Og,-O3> -fno-exceptions -fno-rtti
+        -fno-math-errno -fno-trapping-math ${KORVAN_COPY_${copy}_FLAGS})
+    target_link_libraries(${target} PRIVATE korvan_warnings)
+endfunction()

@@ -37,6 +37,14 @@ const CopySet& copySetOfBranch(std::int32_t branch) {
     return *chosen;
 }
 
+const char* copyFeatures(std::int32_t branch) {
+    const char* features = "";
+    for (const Copy& copy : copies) {
+        if (copy.lowestBranch <= branch) features = copy.features;
+    }
+    return features;
+}
+
 const CopySet& copySetOfProcess() {
     static constinit std::atomic<const CopySet*> chosen{nullptr};
     const CopySet* set = chosen.load(std::memory_order_relaxed);

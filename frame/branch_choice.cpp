@@ -1,7 +1,5 @@
 #include "frame/branch_choice.h"
 
-#include <iterator>
-
 #include "frame/environment.h"
 #include "frame/messages.h"
 #include "frame/reporter.h"
@@ -10,40 +8,9 @@
 namespace korvan {
 namespace {
 
-constexpr std::int32_t noLevel = -4;
-
 constexpr std::int32_t modeRefused = 1222;
 constexpr std::int32_t minimumNotMet = 1223;
 constexpr std::int32_t minimumIsSse3 = 1450;
-
-// The class that a reproducibility mode asks for.
-std::int32_t requestedLevel(std::int32_t mode) {
-    switch (mode) {
-        case 3: return 1;
-        case 4:
-        case 5: return 2;
-        case 6:
-        case 7: return 4;
-        case 8: return 5;
-        case 9: return 6;
-        case 10: return 7;
-        case 12: return 9;
-        case 14: return 11;
-        default: return noLevel;
-    }
-}
-
-// Folds the refinements of a class into it; noLevel stands for what isn't a class.
-std::int32_t foldedLevel(std::int32_t level) {
-    constexpr std::int32_t folded[] = {0, 1, 2, 3, 4, 5, 6, 7, 7, 9, 7, 9, 9, 9, 9, 7};
-    if (level < 0 || level >= static_cast<std::int32_t>(std::size(folded))) return noLevel;
-    return folded[level];
-}
-
-// Branch 1 has no class of its own, nor has branch 6.
-std::int32_t branchOfLevel(std::int32_t level) {
-    return level + (level > 0) + (level > 4);
-}
 
 }  // namespace
 

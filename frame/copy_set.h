@@ -23,6 +23,10 @@ struct CopySet {
 // whose instructions the processor has.
 const CopySet& copySetOfBranch(std::int32_t branch);
 
+// The features that the copy in whose group a branch number is asks of the processor, by their
+// lower-case names, between commas.
+const char* copyFeatures(std::int32_t branch);
+
 // The copy of this process, from branchNumber().
 const CopySet& copySetOfProcess();
 

@@ -14,7 +14,8 @@ void ExitList::add(ExitRoutine routine, void* argument) {
     {
         const ServiceGuard guard(listLock_);
         if (count_ < capacity) {
-            entries_[count_++] = {routine, argument};
+            entries_[count_] = {routine, argument};
+            ++count_;
             return;
         }
     }
@@ -29,6 +30,7 @@ bool ExitList::takeLast(Entry* entry) {
 }
 
 void ExitList::run() {
+    if (count_.load(std::memory_order_acquire) == 0) return;
     const ServiceGuard guard(runLock_);
     Entry entry{};
     // The list's own lock is free during the call, so that a routine can register another one.

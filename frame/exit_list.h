@@ -18,7 +18,7 @@ class ExitList {
     void add(ExitRoutine routine, void* argument);
 
     // Removes and calls the entries from the last one down, also those that a routine adds
-    // meanwhile. A routine must not run the list itself.
+    // meanwhile. A routine must not run the list itself. An empty list takes no lock.
     void run();
 
   private:
@@ -31,7 +31,7 @@ class ExitList {
 
     std::atomic<std::int32_t> listLock_{0};
     std::atomic<std::int32_t> runLock_{0};
-    std::int32_t count_ = 0;
+    std::atomic<std::int32_t> count_{0};
     Entry entries_[capacity] = {};
 };
 

@@ -2,7 +2,6 @@
 
 #include "frame/environment.h"
 #include "frame/messages.h"
-#include "frame/service_lock.h"
 #include "frame/settings.h"
 
 namespace korvan {
@@ -78,21 +77,20 @@ void HeapSource::loadFastAllocator() {
 }
 
 bool HeapSource::reserveFast(std::size_t size) {
-    const ServiceGuard guard(limitLock_);
-    if (limit_ == -1) return true;
-    if (static_cast<std::uint64_t>(limit_) < size) return false;
-    limit_ -= static_cast<std::int64_t>(size);
+    std::int64_t limit = limit_;
+    do {
+        if (limit == -1) return true;
+        if (static_cast<std::uint64_t>(limit) < size) return false;
+    } while (!limit_.compare_exchange_weak(limit, limit - static_cast<std::int64_t>(size)));
     return true;
 }
 
 void HeapSource::releaseFast(std::size_t size) {
-    const ServiceGuard guard(limitLock_);
     if (limit_ != -1) limit_ += static_cast<std::int64_t>(size);
 }
 
 std::int64_t HeapSource::fastMemoryLimit() {
     setUp();
-    const ServiceGuard guard(limitLock_);
     return limit_;
 }
 

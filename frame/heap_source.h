@@ -55,8 +55,8 @@ class HeapSource {
     OneTime setUp_;
     FastAlloc fastAlloc_ = nullptr;
     FastFree fastFree_ = nullptr;
-    std::atomic<std::int32_t> limitLock_{0};
-    std::int64_t limit_ = -1;
+    // No lock: it is counted inside those of the caches, the last that a fork takes.
+    std::atomic<std::int64_t> limit_{-1};
 };
 
 }  // namespace korvan

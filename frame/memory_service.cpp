@@ -1,11 +1,13 @@
 #include "frame/memory_service.h"
 
+#include <algorithm>
 #include <bit>
 #include <new>
 
 #include "frame/branch.h"
 #include "frame/environment.h"
 #include "frame/exit_list.h"
+#include "frame/fork.h"
 #include "frame/memory.h"
 #include "frame/service_lock.h"
 
@@ -26,14 +28,16 @@ std::atomic<std::int32_t>& lockOf(std::int32_t number) {
 
 constinit MemoryService service{systemPlatform(), processorHasFeatures};
 
-// Process attach: the one thing that runs when the library is loaded.
+// Process attach: all that runs when the library is loaded.
 [[gnu::constructor]] void attachProcess() {
     service.heap().readHookLibrary();
+    watchForks();
 }
 
+// The caches are left to the system: a lock that is held now, by a thread that exit() interrupted
+// or that doesn't run any more, may never be released.
 [[gnu::destructor]] void detachProcess() {
     runExitCallbacks();
-    service.stopCaching();
 }
 
 }  // namespace
@@ -51,35 +55,31 @@ void alignedFree(void* block) {
 }
 
 MemoryService::Access::Access(MemoryService& owner, std::int32_t number)
-    : service_(owner), number_(number) {
+    : service_(owner), number_(number), isTaken_(lockingThread().forks == 0) {
+    if (!isTaken_) return;  // the thread holds everything
     if (number_ != BlockHeader::cacheWithoutNumber) {
-        serviceLock(lockOf(number_));
-        return;
+        serviceLock(lockOf(number_), service_.platform_, lockHolder());
+    } else {
+        passTurnstile(service_.unnumberedAccess_, &lockingThread().unnumbered);
     }
-    service_.shared_.fetch_add(2, std::memory_order_acquire);
-    while (service_.shared_.load(std::memory_order_acquire) & 1) service_.platform_.yieldThread();
 }
 
 MemoryService::Access::~Access() {
+    if (!isTaken_) return;
     if (number_ != BlockHeader::cacheWithoutNumber) {
         serviceUnlock(lockOf(number_));
     } else {
-        service_.shared_.fetch_sub(2, std::memory_order_release);
+        leaveTurnstile(service_.unnumberedAccess_, &lockingThread().unnumbered);
     }
 }
 
-// Waits until nobody without a number is at work, and keeps them out.  Those who came while the
-// bit was held have counted themselves in and go on when it is cleared.
-void MemoryService::lockShared() {
-    std::int32_t idle = 0;
-    while (!shared_.compare_exchange_weak(idle, 1, std::memory_order_acquire)) {
-        idle = 0;
-        platform_.yieldThread();
-    }
+// Keeps those without a number out.
+void MemoryService::closeUnnumbered() {
+    if (lockingThread().forks == 0) unnumberedAccess_.close(0);
 }
 
-void MemoryService::unlockShared() {
-    shared_.fetch_sub(1, std::memory_order_release);
+void MemoryService::openUnnumbered() {
+    if (lockingThread().forks == 0) unnumberedAccess_.open();
 }
 
 bool MemoryService::cachingIsOff() {
@@ -127,10 +127,11 @@ bool MemoryService::forgetForeign(void* block, std::int32_t number) {
         ThreadCache* owner = owners_[number - 1];
         return owner && owner->blocks.forget(block);
     }
-    lockShared();
+    const ServiceGuard guard(tableLock_);
+    closeUnnumbered();
     bool found = false;
     for (ThreadCache* c = unnumbered_; c && !found; c = c->next) found = c->blocks.forget(block);
-    unlockShared();
+    openUnnumbered();
     return found;
 }
 
@@ -150,6 +151,7 @@ MemoryService::ThreadCache* MemoryService::makeCache() {
         for (std::int32_t i = 0; i < numbers; ++i) {
             if (!owners_[i]) {
                 number = i + 1;
+                highestNumber_ = std::max(highestNumber_, number);
                 break;
             }
         }
@@ -158,10 +160,10 @@ MemoryService::ThreadCache* MemoryService::makeCache() {
             const Access access(*this, number);
             owners_[number - 1] = cache;
         } else {
-            lockShared();
+            closeUnnumbered();
             cache->next = unnumbered_;
             unnumbered_ = cache;
-            unlockShared();
+            openUnnumbered();
         }
     }
     if (slot_.set(cache, atThreadEnd)) return cache;
@@ -190,23 +192,23 @@ void MemoryService::release(ThreadCache* cache) {
             cache->blocks.release(heap_);
             owners_[number - 1] = nullptr;
         } else {
-            lockShared();
+            closeUnnumbered();
             ThreadCache** link = &unnumbered_;
             while (*link != cache) link = &(*link)->next;
             *link = cache->next;
             cache->blocks.release(heap_);
-            unlockShared();
+            openUnnumbered();
         }
     }
     heap_.give(cache, sizeof(ThreadCache), cache->isFast);
 }
 
-// The sweep: the shared word, then all numbers' locks in their order.
+// The sweep: those without a number, then all numbers' locks in their order.
 void MemoryService::stopCaching() {
     off_ = true;
     const ServiceGuard guard(tableLock_);
-    lockShared();
-    for (Lock& lock : locks) serviceLock(lock.word);
+    closeUnnumbered();
+    for (Lock& lock : locks) serviceLock(lock.word, platform_, lockHolder());
     for (ThreadCache* owner : owners_) {
         if (owner) owner->blocks.release(heap_);
     }
@@ -214,7 +216,36 @@ void MemoryService::stopCaching() {
         cache->blocks.release(heap_);
     }
     for (Lock& lock : locks) serviceUnlock(lock.word);
-    unlockShared();
+    openUnnumbered();
+}
+
+// In the order of a sweep.  No thread is inside a guard, so a sweep under way is the caller's own,
+// and locks above the highest number are free.
+void MemoryService::holdForFork() {
+    wasClosedBeforeFork_ = unnumberedAccess_.isClosed();
+    if (!wasClosedBeforeFork_) unnumberedAccess_.close(lockingThread().unnumbered);
+    for (std::int32_t number = 1; number <= highestNumber_; ++number) {
+        std::atomic<std::int32_t>& word = lockOf(number);
+        if (word.load(std::memory_order_relaxed) == lockHolder()) continue;
+        serviceLock(word, platform_, forkHolder);
+    }
+}
+
+void MemoryService::releaseFromFork() {
+    for (std::int32_t number = 1; number <= highestNumber_; ++number) {
+        std::atomic<std::int32_t>& word = lockOf(number);
+        if (word.load(std::memory_order_relaxed) == forkHolder) serviceUnlock(word);
+    }
+}
+
+void MemoryService::releaseInParent() {
+    releaseFromFork();
+    if (!wasClosedBeforeFork_) unnumberedAccess_.open();
+}
+
+void MemoryService::releaseInChild() {
+    releaseFromFork();
+    if (!wasClosedBeforeFork_) unnumberedAccess_.openInChild(lockingThread().unnumbered);
 }
 
 }  // namespace korvan

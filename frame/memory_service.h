@@ -10,6 +10,7 @@
 #include "frame/heap_source.h"
 #include "frame/one_time.h"
 #include "frame/platform/thread_slot.h"
+#include "frame/turnstile.h"
 
 namespace korvan {
 
@@ -35,6 +36,12 @@ class MemoryService {
     // Gives back all threads' kept blocks; from then on nothing is cached.
     void stopCaching();
 
+    // Around a fork, with all ServiceGuards kept out (frame/fork.h): takes the caches of all
+    // threads, and gives them back.
+    void holdForFork();
+    void releaseInParent();
+    void releaseInChild();
+
   private:
     // A cache of a living thread.  Those without a number are rare: 1024 threads have one.
     struct ThreadCache {
@@ -44,8 +51,8 @@ class MemoryService {
         BlockCache blocks;
     };
 
-    // Brackets the access of a cache's own thread: the lock of its number, or a place among those
-    // who use the shared word.
+    // Brackets the access of a cache's own thread: the lock of its number, or a place in the
+    // turnstile of those without one.
     class Access {
       public:
         Access(MemoryService& service, std::int32_t number);
@@ -56,14 +63,16 @@ class MemoryService {
       private:
         MemoryService& service_;
         std::int32_t number_;
+        bool isTaken_;
     };
 
     bool cachingIsOff();
     ThreadCache* cacheOfThread();
     ThreadCache* makeCache();
     bool forgetForeign(void* block, std::int32_t number);
-    void lockShared();
-    void unlockShared();
+    void closeUnnumbered();
+    void openUnnumbered();
+    void releaseFromFork();
     static void atThreadEnd(void* cache);
     void release(ThreadCache* cache);
 
@@ -72,11 +81,12 @@ class MemoryService {
     OneTime settingsRead_;
     std::atomic<bool> off_{false};
     ThreadSlot slot_;
-    std::atomic<std::int32_t> tableLock_{0};  // guards owners_' numbers and the list
+    std::atomic<std::int32_t> tableLock_{0};  // guards owners_' numbers and the list, and sweeps
     ThreadCache* owners_[numbers] = {};
     ThreadCache* unnumbered_ = nullptr;
-    // Users without a number count in twos; a sweep holds the low bit.
-    std::atomic<std::int32_t> shared_{0};
+    Turnstile unnumberedAccess_;        // closed by a sweep
+    std::int32_t highestNumber_ = 0;    // that was ever given
+    bool wasClosedBeforeFork_ = false;  // by the thread that forks
 };
 
 // The process's own.

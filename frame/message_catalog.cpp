@@ -10,16 +10,16 @@
 namespace korvan {
 namespace {
 
-constexpr std::int32_t bufferSize = 512;
+constexpr int bufferSize = MessageCatalog::bufferSize;
 constexpr std::uint32_t messageSeverity = 0x80000000;
 constexpr std::uint32_t americanEnglish = 1033;
 
 struct CatalogRow {
-    std::int32_t id;
+    std::uint32_t id;
     const char* text;
 };
 
-constexpr CatalogRow rows[] = {
+constexpr CatalogRow rows[MessageCatalog::rowCount] = {
     {6, "QVX ERROR: Parameter %d was incorrect on entry to %s."},
     {7, "QVX INTERNAL ERROR: Condition %d detected in function %s."},
     {8, "QVX INTERNAL ERROR: Insufficient workspace available in function %s."},
@@ -82,6 +82,8 @@ bool sameConversions(std::string_view left, std::string_view right) {
 
 // Formats into the fixed buffer, cut if need be, and prints it. With fewer arguments than the
 // format has conversions the format is printed as it stands.
+//
+// Only this file is flushed: of all files, one may be held by a thread that waits for its input.
 void printFormatted(std::FILE* file, const char* format, std::int32_t argCount, std::va_list args) {
     char output[bufferSize];
     const int length = conversionCount(format) <= argCount
@@ -91,66 +93,61 @@ void printFormatted(std::FILE* file, const char* format, std::int32_t argCount, 
     if (length - 1 > bufferSize) {
         std::fprintf(file, "\nQVX INTERNAL ERROR: message buffer overflow.");
         std::fprintf(file, "\n       Lenght: %d   Buffer size: %d\n", length, bufferSize);
-        std::fflush(nullptr);
+        std::fflush(file);
     }
     std::fprintf(file, "%s", output);
-    std::fflush(nullptr);
+    std::fflush(file);
 }
 
 void messagePath(char (&path)[32], std::uint32_t locale) {
     std::snprintf(path, sizeof path, "%lu/%s", static_cast<unsigned long>(locale), "qvx_msg.dll");
 }
 
-// Null for a number that the catalog doesn't hold.
-const char* catalogText(std::int32_t id) {
-    for (const CatalogRow& row : rows) {
-        if (row.id == id) return row.text;
-    }
-    return nullptr;
+// rowCount for a number that the catalog doesn't hold.
+std::size_t rowOf(std::uint32_t id) {
+    std::size_t row = 0;
+    while (row < MessageCatalog::rowCount && rows[row].id != id) ++row;
+    return row;
 }
 
 }  // namespace
 
-void MessageCatalog::findTexts() {
+void MessageCatalog::readTexts() {
     for (const std::uint32_t locale : {platform_.threadLocale(), americanEnglish}) {
         char path[32];
         messagePath(path, locale);
-        // Number 0 is no message: only whether the file can be read is asked.
-        char text[4];
-        if (platform_.readMessage(path, 0, text, sizeof text) < 0) continue;
-        locale_ = locale;
-        return;
+        const auto take = [](void* catalog, std::uint32_t number, const char* text) {
+            static_cast<MessageCatalog*>(catalog)->takeText(number, text);
+        };
+        if (platform_.readMessages(path, take, this)) return;
     }
 }
 
-// Takes the text from the file found into `format`, without its line end.
-bool MessageCatalog::translatedText(std::int32_t id, const char* builtIn, char* format,
-                                    std::int32_t size) {
-    char path[32];
-    messagePath(path, locale_);
-    const std::uint32_t number = static_cast<std::uint32_t>(id) + messageSeverity;
-    const std::int32_t length = platform_.readMessage(path, number, format, size);
-    if (length <= 1 || length >= size) return false;
-    if (format[length - 2] != '\r' || format[length - 1] != '\n') return false;
-    format[length - 2] = '\0';
+// Keeps the text of a row without its line end; the first text of a number counts.
+void MessageCatalog::takeText(std::uint32_t number, const char* text) {
+    const std::size_t row = rowOf(number & ~messageSeverity);
+    if (row == rowCount || texts_[row].isRead) return;
+    Text& kept = texts_[row];
+    kept.isRead = true;
+    const std::string_view whole = text;
+    if (!whole.ends_with("\r\n") || whole.size() >= bufferSize + 2) return;
+    std::copy_n(text, whole.size() - 2, kept.format);
     // It must not ask for arguments that nobody passes.
-    return sameConversions(format, builtIn);
+    kept.fits = sameConversions(kept.format, rows[row].text);
 }
 
 void MessageCatalog::print(std::FILE* file, std::int32_t id, std::int32_t argCount,
                            std::va_list args) {
     if (id == 0) {
         std::fprintf(file, "\n");
-        std::fflush(nullptr);
+        std::fflush(file);
         return;
     }
-    const char* builtIn = catalogText(id);
-    if (builtIn == nullptr) return;
-    filesTried_.run([this] { findTexts(); });
-    char format[bufferSize + 2];  // the line end comes with the text
-    const bool translated =
-        locale_ != builtInTexts && translatedText(id, builtIn, format, sizeof format);
-    printFormatted(file, translated ? format : builtIn, argCount, args);
+    const std::size_t row = rowOf(static_cast<std::uint32_t>(id));
+    if (row == rowCount) return;
+    read_.run([this] { readTexts(); });
+    const Text& text = texts_[row];
+    printFormatted(file, text.fits ? text.format : rows[row].text, argCount, args);
 }
 
 void printMessage(std::int32_t /*reserved*/, std::int32_t id, std::int32_t argCount, ...) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -12,20 +13,27 @@ namespace korvan {
 
 class MessageCatalog {
   public:
+    static constexpr std::size_t bufferSize = 512;  // of a format, and of what is printed
+    static constexpr std::size_t rowCount = 22;
+
     constexpr explicit MessageCatalog(const Platform& platform) : platform_(platform) {}
 
     // printMessage() of frame/messages.h, to `file`.
     void print(std::FILE* file, std::int32_t id, std::int32_t argCount, std::va_list args);
 
   private:
-    static constexpr std::uint32_t builtInTexts = 0;  // no locale has this number
+    // What a file says in place of a row's text.
+    struct Text {
+        bool isRead, fits;
+        char format[bufferSize];
+    };
 
-    void findTexts();
-    bool translatedText(std::int32_t id, const char* builtIn, char* format, std::int32_t size);
+    void readTexts();
+    void takeText(std::uint32_t number, const char* text);
 
     const Platform& platform_;
-    OneTime filesTried_;
-    std::uint32_t locale_ = builtInTexts;
+    OneTime read_;
+    Text texts_[rowCount] = {};
 };
 
 }  // namespace korvan

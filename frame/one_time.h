@@ -16,12 +16,14 @@ class OneTime {
     // can be read without a lock.
     template <typename Work>
     void run(Work work) {
-        if (done_.load(std::memory_order_acquire)) return;
+        if (isDone()) return;
         const ServiceGuard guard(lock_);
         if (done_.load(std::memory_order_relaxed)) return;
         work();
         done_.store(true, std::memory_order_release);
     }
+
+    bool isDone() const { return done_.load(std::memory_order_acquire); }
 
   private:
     std::atomic<std::int32_t> lock_{0};

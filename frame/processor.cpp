@@ -1,6 +1,7 @@
 #include "frame/processor.h"
 
 #include <cstring>
+#include <iterator>
 
 #include "frame/environment.h"
 
@@ -32,6 +33,17 @@ constexpr LimitRow limits[] = {
 constexpr std::size_t longestLimitWord = 29;
 
 }  // namespace
+
+std::int32_t foldedLevel(std::int32_t level) {
+    constexpr std::int32_t folded[] = {0, 1, 2, 3, 4, 5, 6, 7, 7, 9, 7, 9, 9, 9, 9, 7};
+    if (level < 0 || level >= static_cast<std::int32_t>(std::size(folded))) return -4;
+    return folded[level];
+}
+
+// Branch 1 has no class of its own, nor has branch 6.
+std::int32_t branchOfLevel(std::int32_t level) {
+    return level + (level > 0) + (level > 4);
+}
 
 bool isTunedVendor(const Platform& platform) {
     const CpuidRegisters leaf = platform.cpuid(0, 0);

@@ -52,6 +52,12 @@ class Processor {
     AllowFlags allow_ = {true, true, true, true, true, true, true, true, true};
 };
 
+// Folds the refinements of a class into it; -4 stands for what isn't a class.
+std::int32_t foldedLevel(std::int32_t level);
+
+// The branch number of a folded class.
+std::int32_t branchOfLevel(std::int32_t level);
+
 // Whether CPUID names one of the makers whose processors the kernels are tuned for.
 bool isTunedVendor(const Platform& platform);
 

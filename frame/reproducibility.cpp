@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "frame/copy_set.h"
 #include "frame/environment.h"
 
 namespace korvan {
@@ -66,8 +67,16 @@ std::int32_t Reproducibility::readWord() {
     constexpr std::string_view prefix = "BRANCH=";
     if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
     const std::int32_t word = modeNamed(name) | flag;
-    const bool granted = isModeGranted(word, processor_.isTunedVendor(), ceiling());
+    const bool granted = isModeGranted(word, processor_.isTunedVendor(), ceiling()) &&
+                         hasCopyOf(word & reproducibilityModeMask);
     return granted ? word : reproducibilityAuto;
+}
+
+// A mode promises the numbers of a copy. It may use instructions that its class isn't told by, and
+// without them another copy would run.
+bool Reproducibility::hasCopyOf(std::int32_t mode) {
+    const std::int32_t level = foldedLevel(requestedLevel(mode));
+    return level < 0 || processor_.hasFeatures(copyFeatures(branchOfLevel(level)));
 }
 
 std::int32_t Reproducibility::ceiling() {
@@ -83,6 +92,22 @@ std::int32_t Reproducibility::ceiling() {
         case 13:
         case 14: return 14;
         default: return 4;
+    }
+}
+
+std::int32_t requestedLevel(std::int32_t mode) {
+    switch (mode) {
+        case reproducibilityCompatible: return 1;
+        case 4:
+        case 5: return 2;
+        case 6:
+        case 7: return 4;
+        case 8: return 5;
+        case 9: return 6;
+        case 10: return 7;
+        case 12: return 9;
+        case 14: return 11;
+        default: return -4;
     }
 }
 

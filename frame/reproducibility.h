@@ -31,12 +31,16 @@ class Reproducibility {
 
   private:
     std::int32_t readWord();
+    bool hasCopyOf(std::int32_t mode);
 
     const Platform& platform_;
     Processor& processor_;
     OneTime read_;
     std::int32_t word_ = -1;
 };
+
+// The class that a mode asks for; -4 for a mode that asks for none.
+std::int32_t requestedLevel(std::int32_t mode);
 
 // Whether a processor, of a tuned make or not, grants a mode word.
 bool isModeGranted(std::int32_t word, bool isTuned, std::int32_t ceiling);

@@ -1,5 +1,6 @@
 #include "frame/service_lock.h"
 
+#include "frame/fork.h"
 #include "frame/platform/platform.h"
 
 namespace korvan {
@@ -10,13 +11,13 @@ constexpr std::int32_t idlePasses = 5000;
 
 }  // namespace
 
-void serviceLock(std::atomic<std::int32_t>& word, const Platform& platform) {
+void serviceLock(std::atomic<std::int32_t>& word, const Platform& platform, std::int32_t holder) {
     std::int32_t passes = 0;
     for (;;) {
         // Read before the exchange: waiting threads then share the line instead of fighting for it.
         if (word.load(std::memory_order_relaxed) == 0) {
             std::int32_t free = 0;
-            if (word.compare_exchange_strong(free, 1, std::memory_order_acquire,
+            if (word.compare_exchange_strong(free, holder, std::memory_order_acquire,
                                              std::memory_order_relaxed)) {
                 return;
             }
@@ -36,6 +37,16 @@ void serviceLock(std::atomic<std::int32_t>& word) {
 
 void serviceUnlock(std::atomic<std::int32_t>& word) {
     word.store(0, std::memory_order_release);
+}
+
+ServiceGuard::ServiceGuard(std::atomic<std::int32_t>& word) : word_(word) {
+    enterGuarded();
+    serviceLock(word_);
+}
+
+ServiceGuard::~ServiceGuard() {
+    serviceUnlock(word_);
+    leaveGuarded();
 }
 
 }  // namespace korvan

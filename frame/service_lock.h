@@ -13,16 +13,17 @@ struct Platform;
 void serviceLock(std::atomic<std::int32_t>& word);
 void serviceUnlock(std::atomic<std::int32_t>& word);
 
-// The same on a given platform, whose yieldThread() is called while waiting.
-void serviceLock(std::atomic<std::int32_t>& word, const Platform& platform);
+// The same on a given platform, whose yieldThread() is called while waiting. `holder` stands in the
+// word in place of the 1.
+void serviceLock(std::atomic<std::int32_t>& word, const Platform& platform,
+                 std::int32_t holder = 1);
 
+// Holds a lock to the end of a block. A fork waits for that end (frame/fork.h), so every lock of
+// the library is taken in this way; only the memory service takes others, and sees to them itself.
 class ServiceGuard {
   public:
-    [[gnu::always_inline]] inline explicit ServiceGuard(std::atomic<std::int32_t>& word)
-        : word_(word) {
-        serviceLock(word_);
-    }
-    [[gnu::always_inline]] inline ~ServiceGuard() { serviceUnlock(word_); }
+    explicit ServiceGuard(std::atomic<std::int32_t>& word);
+    ~ServiceGuard();
     ServiceGuard(const ServiceGuard&) = delete;
     ServiceGuard& operator=(const ServiceGuard&) = delete;
 

@@ -4,14 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 namespace korvan {
 namespace {
 
-constexpr std::uint32_t severityBit = 0x80000000;
 constexpr std::size_t maxLine = 1024;
 constexpr std::int64_t maxFile = 1 << 20;
 
@@ -31,7 +29,7 @@ std::FILE* openText(const char* path) {
 // Reads the next line without its end; false if there is none among the `*left` bytes that may
 // still be read: a file can grow meanwhile. Longer lines than maxLine and lines with a null in them
 // come out empty.
-bool readLine(std::FILE* file, char (&line)[maxLine], std::int64_t* left) {
+bool readLine(std::FILE* file, char (&line)[maxLine + 2], std::int64_t* left) {
     const auto next = [&] { return (*left)-- > 0 ? std::getc(file) : EOF; };
     std::size_t length = 0;
     bool usable = true;
@@ -46,34 +44,35 @@ bool readLine(std::FILE* file, char (&line)[maxLine], std::int64_t* left) {
     return true;
 }
 
-// The text of a line, if the line has this number; null otherwise.
-const char* textOfLine(const char* line, std::uint32_t number) {
+// The text of a line with a number; null if it has none.
+const char* textOfLine(const char* line, std::uint32_t* number) {
     std::uint64_t value = 0;
     const char* p = line;
     for (; *p >= '0' && *p <= '9'; ++p) {
         value = value * 10 + static_cast<std::uint64_t>(*p - '0');
         if (value > UINT32_MAX) return nullptr;
     }
-    if (*p != '\t') return nullptr;
-    return ((value ^ number) & ~severityBit) == 0 ? p + 1 : nullptr;
+    if (p == line || *p != '\t') return nullptr;
+    *number = static_cast<std::uint32_t>(value);
+    return p + 1;
 }
 
 }  // namespace
 
-std::int32_t readMessageFile(const char* path, std::uint32_t number, char* buffer,
-                             std::int32_t size) {
+bool readMessageFile(const char* path, TakeMessage take, void* context) {
     std::FILE* file = openText(path);
-    if (file == nullptr) return -1;
-    char line[maxLine];
-    const char* text = nullptr;
+    if (file == nullptr) return false;
+    char line[maxLine + 2];
     std::int64_t left = maxFile;
-    while (text == nullptr && readLine(file, line, &left)) text = textOfLine(line, number);
+    while (readLine(file, line, &left)) {
+        std::uint32_t number = 0;
+        const char* text = textOfLine(line, &number);
+        if (text == nullptr) continue;
+        std::strcat(line, "\r\n");
+        take(context, number, text);
+    }
     std::fclose(file);
-    if (text == nullptr) return 0;
-    const std::size_t length = std::strlen(text);
-    if (static_cast<std::int64_t>(length) + 3 > size) return 0;
-    std::memcpy(std::copy_n(text, length, buffer), "\r\n", 3);
-    return static_cast<std::int32_t>(length + 2);
+    return true;
 }
 
 std::uint32_t localeNumber(const char* name) {

@@ -6,11 +6,12 @@
 
 #include <cstdint>
 
+#include "frame/platform/platform.h"
+
 namespace korvan {
 
-// See Platform::readMessage. The highest bit of a number is a mark of severity and isn't compared.
-std::int32_t readMessageFile(const char* path, std::uint32_t number, char* buffer,
-                             std::int32_t size);
+// See Platform::readMessages.
+bool readMessageFile(const char* path, TakeMessage take, void* context);
 
 // The number of a locale named as in the environment ("de_DE.UTF-8"); 1033 for a name that isn't
 // known.

@@ -19,6 +19,8 @@ struct Topology {
     std::int32_t logicalCpus;
 };
 
+using TakeMessage = void (*)(void* context, std::uint32_t number, const char* text);
+
 struct Platform {
     // The value of an environment variable, null if it isn't set.
     const char* (*environmentVariable)(const char* name);
@@ -46,11 +48,10 @@ struct Platform {
     // The number of the user's language and country, 1033 for American English.
     std::uint32_t (*threadLocale)();
 
-    // Looks for a message in the text file `path`. The text and a closing "\r\n" go to `buffer`,
-    // null-terminated; the result is its length. 0: no such message, or no room for it. -1: no such
-    // file. The text comes from outside: nothing but its length and termination is sure.
-    std::int32_t (*readMessage)(const char* path, std::uint32_t number, char* buffer,
-                                std::int32_t size);
+    // Reads the text file `path`; false: there is none. Of every message in it `take` gets the
+    // number, whose highest bit is a mark of severity, and the text with a closing "\r\n". The text
+    // comes from outside: nothing but its termination is sure.
+    bool (*readMessages)(const char* path, TakeMessage take, void* context);
 
     void (*yieldThread)();
     void (*terminateProcess)(std::int32_t code);

@@ -1,7 +1,6 @@
 // A processor, an environment and a system that a test describes.
 #pragma once
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <sstream>
@@ -15,10 +14,10 @@
 namespace korvan::test {
 
 inline const std::string ssse3Class = "sse3 ssse3 ";
-inline const std::string sse42Class = ssse3Class + "sse4.1 sse4 ";
+inline const std::string sse42Class = ssse3Class + "sse4.1 sse4 popcnt ";
 inline const std::string avxClass = sse42Class + "pclmul avx ";
-inline const std::string avx2Class = avxClass + "avx2 fma bmi lzcnt ";
-inline const std::string avx512Class = avx2Class + "avx512f avx512dq avx512bw avx512vl ";
+inline const std::string avx2Class = avxClass + "avx2 fma bmi bmi2 lzcnt f16c ";
+inline const std::string avx512Class = avx2Class + "avx512f avx512dq avx512bw avx512vl avx512cd ";
 
 // One at a time: the functions of the platform ask the one that was made last.
 class MadeUp {
@@ -51,14 +50,11 @@ class MadeUp {
             return current->topology.packages > 0;
         };
         platform.threadLocale = [] { return std::uint32_t{1031}; };
-        platform.readMessage = [](const char* path, std::uint32_t number, char* buffer,
-                                  std::int32_t size) -> std::int32_t {
+        platform.readMessages = [](const char* path, TakeMessage take, void* context) {
             const auto file = current->messages.find(path);
-            if (file == current->messages.end()) return -1;
-            const std::string& text = file->second[number];
-            if (text.size() >= static_cast<std::size_t>(size)) return 0;
-            *std::copy(text.begin(), text.end(), buffer) = '\0';
-            return static_cast<std::int32_t>(text.size());
+            if (file == current->messages.end()) return false;
+            for (const auto& [number, text] : file->second) take(context, number, text.c_str());
+            return true;
         };
         platform.insideParallelRegion = [] { return current->insideParallel; };
         platform.parallelThreads = [] { return current->parallelThreads; };

@@ -85,15 +85,20 @@ TEST_F(Memory, KeptBlocksAreReusedByFit) {
                   service.free(first);
               }),
               0);
-    // 1000 and 3000 are kept: 2000 takes the larger, 1000 its own, 500 then needs a new one.
+    // 1000, 4000 and 3000 are kept: 2000 takes the smallest larger one, 1000 its own, and with
+    // 4000 out as well 500 needs a new one.
     void* both[] = {get(1000), get(3000)};
+    void* largest = get(4000);
     service.free(both[0]);
+    service.free(largest);
     service.free(both[1]);
     EXPECT_EQ(get(2000), both[1]);
     EXPECT_EQ(get(1000), both[0]);
+    EXPECT_EQ(get(3500), largest);
     EXPECT_EQ(takenBy([&] { both[0] = get(500); }), 1);
     service.free(both[0]);
     service.free(both[1]);
+    service.free(largest);
     service.free(first);
 }
 
@@ -113,10 +118,14 @@ TEST_F(Memory, FiveBlocksAreTheBudget) {
     for (std::size_t i = 0; i < 4; ++i) service.free(blocks[i]);
     service.free(large);
     EXPECT_EQ(given, before + 1);
-    // Above 40 MiB nothing is kept.
+    // Up to 40 MiB are kept, above that nothing.
+    service.free(service.allocate(MemoryService::largestCached, 128));
+    EXPECT_EQ(given, before + 2);  // for the block that it replaced
+    EXPECT_EQ(takenBy([&] { service.free(service.allocate(MemoryService::largestCached, 128)); }),
+              0);
     void* huge = service.allocate(MemoryService::largestCached + 1, 128);
     service.free(huge);
-    EXPECT_EQ(given, before + 2);
+    EXPECT_EQ(given, before + 3);
 }
 
 TEST_F(Memory, CacheCanBeSwitchedOff) {
@@ -314,6 +323,11 @@ TEST_F(Memory, HighBandwidthMemoryHasABudget) {
     for (void* block : {large, overBudget, refused, small}) fast.free(block);
     EXPECT_EQ(fast.heap().fastMemoryLimit(), 1 << 20);
     EXPECT_EQ(FastHeap::alignments.size(), 0u);
+
+    system.environment.erase("QVX_FAST_MEMORY_LIMIT");
+    MemoryService unlimited(system.platform, manyCores);
+    unlimited.free(unlimited.allocate(1000, 64));
+    EXPECT_EQ(unlimited.heap().fastMemoryLimit(), -1) << "giving back makes no limit";
 
     FastHeap::version = 1000999;  // too old
     MemoryService old(system.platform, manyCores);

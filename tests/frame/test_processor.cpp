@@ -272,6 +272,10 @@ TEST(Reproducibility, Modes) {
     expect(intel, avxClass, {{"AVX", 9, 8}, {"AVX2", 2, 8}, {"AVX2,STRICT", 2, 8}});
     expect(intel, sse42Class, {{"SSE4_2", 8, 7}, {"AVX", 2, 7}});
     expect(intel, ssse3Class + "sse4.1", {{"SSE4_1", 7, 5}, {"SSE4_2", 2, 5}});
+    // Nor is one granted whose copy lacks an instruction, though its class has all that names it.
+    expect(intel, ssse3Class + "sse4.1 sse4", {{"SSE4_2", 2, 7}, {"SSE4_1", 7, 5}});
+    expect(intel, avxClass + "avx2 fma bmi bmi2 lzcnt", {{"AVX2", 2, 9}, {"AVX", 9, 8}});
+    expect(intel, avx2Class + "avx512f avx512dq avx512bw avx512vl", {{"AVX512", 2, 11}});
     expect(intel, ssse3Class, {{"SSSE3", 6, 5}, {"SSE4_1", 2, 5}});
     expect(intel, "sse3", {{"SSE2", 4, 3}, {"SSSE3", 2, 3}});
     expect(other, fp16, {{"AUTO", 2, 7}, {"COMPATIBLE,STRICT", 0x10003, 2}, {"SSE2", 2, 7}});

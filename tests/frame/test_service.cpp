@@ -1,6 +1,7 @@
 // The service layer: reports and messages, the spin lock, the exit list.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -116,6 +117,69 @@ TEST(Messages, PrintedByNumberAndByFormat) {
     }
 }
 
+// Another file's lock may be held as long as a thread waits for its input.
+TEST(Messages, AreNotHeldUpByOtherFiles) {
+    std::FILE* other = std::tmpfile();
+    testing::internal::CaptureStdout();
+    std::atomic<int> step = 0;
+    std::thread holder([&] {
+        flockfile(other);
+        for (step = 1; step < 2;) std::this_thread::yield();
+        funlockfile(other);
+    });
+    while (step < 1) std::this_thread::yield();
+    std::atomic<bool> returned = false;
+    std::thread reporter([&] {
+        reportArgument("f", 1);
+        returned = true;
+    });
+    for (int i = 0; i < 500 && !returned; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(returned);
+    step = 2;
+    reporter.join();
+    holder.join();
+    testing::internal::GetCapturedStdout();
+    std::fclose(other);
+}
+
+// Runs `work` in a child that ends by exit(), while `busy` runs on another thread.
+bool childEnds(void (*busy)(), void (*work)()) {
+    std::thread other(busy);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(10);
+        work();
+        exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    other.join();
+    return status == 0;
+}
+
+void shortWait() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
+constinit std::atomic<std::int32_t> forkedWord{0};
+constinit OneTime forkedOnce;
+
+TEST(Fork, LocksThatOthersHoldAreFreeInTheChild) {
+    EXPECT_TRUE(childEnds(
+        [] {
+            const ServiceGuard guard(forkedWord);
+            shortWait();
+        },
+        [] { const ServiceGuard guard(forkedWord); }));
+    EXPECT_TRUE(childEnds([] { forkedOnce.run(shortWait); }, [] { forkedOnce.run([] {}); }));
+    // What the forking thread holds, it goes on holding.
+    const ServiceGuard guard(forkedWord);
+    EXPECT_TRUE(childEnds([] {}, [] { forkedOnce.run([] {}); }));
+    EXPECT_EQ(forkedWord.load(), 1);
+}
+
 std::string message(MessageCatalog& catalog, std::int32_t id, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
@@ -169,21 +233,27 @@ TEST(Resources, Files) {
         << std::string("8\tnull\0 %s\n", 11) << "8\t" << std::string(5000, 'x') << "%s\n"
         << "7\tFall %d in %s\r\n2147483656\tKein Platz in %s\n8\tzu spaet %s\n9\tohne Ende: %s";
     MadeUp madeUp;
-    madeUp.platform.readMessage = systemPlatform().readMessage;
+    madeUp.platform.readMessages = systemPlatform().readMessages;
     MessageCatalog catalog(madeUp.platform);
     EXPECT_EQ(message(catalog, 8, 1, "f"), "Kein Platz in f");
+    // Read once: neither a change of the folder nor of the file shows.
+    fs::current_path(before);
+    fs::rename(folder / path, folder / "1031" / "read");
     EXPECT_EQ(message(catalog, 7, 2, 4, "f"), "Fall 4 in f");
+    fs::rename(folder / "1031" / "read", folder / path);
+    fs::current_path(folder);
     EXPECT_EQ(message(catalog, 9, 1, "f"), "ohne Ende: f");
-    char buffer[32];
-    EXPECT_EQ(readMessageFile(path, 9, buffer, 15), 0) << "no room";
-    EXPECT_EQ(readMessageFile(path, 9, buffer, 16), 15);
-    EXPECT_EQ(readMessageFile(path, 6, buffer, 32), 0);
-    EXPECT_EQ(readMessageFile("1031", 6, buffer, 32), -1) << "a folder";
-    EXPECT_EQ(readMessageFile("1032/qvx_msg.dll", 6, buffer, 32), -1);
+    const auto isRead = [](const char* file) {
+        return readMessageFile(
+            file, [](void*, std::uint32_t, const char*) {}, nullptr);
+    };
+    EXPECT_TRUE(isRead(path));
+    EXPECT_FALSE(isRead("1031")) << "a folder";
+    EXPECT_FALSE(isRead("1032/qvx_msg.dll"));
     mkfifo("pipe", S_IRUSR | S_IWUSR);
-    EXPECT_EQ(readMessageFile("pipe", 6, buffer, 32), -1) << "nobody writes into it";
+    EXPECT_FALSE(isRead("pipe")) << "nobody writes into it";
     fs::resize_file(path, (1 << 20) + 1);
-    EXPECT_EQ(readMessageFile(path, 9, buffer, 32), -1) << "too large";
+    EXPECT_FALSE(isRead(path)) << "too large";
     fs::current_path(before);
     fs::remove_all(folder);
     EXPECT_EQ(localeNumber("de_DE.UTF-8"), 1031U);
