@@ -29,18 +29,18 @@ consteval bool holds(const char* list, const char* name) {
 
 consteval bool isAsked([[maybe_unused]] const char* feature) {
 #ifdef KORVAN_COPY_NAME
-#define KORVAN_COPY_ROW(name, lowest, highest, features, flags) \
-    if (areEqual(#name, KORVAN_COPY_NAME)) return holds(features, feature);
-#include "copies/copies.def"
-#undef KORVAN_COPY_ROW
+#    define KORVAN_COPY_ROW(name, lowest, highest, features, flags) \
+        if (areEqual(#name, KORVAN_COPY_NAME)) return holds(features, feature);
+#    include "copies/copies.def"
+#    undef KORVAN_COPY_ROW
 #endif
     return false;
 }
 
 // A macro of the compiler's is 1 where its feature is on, otherwise it stays a name.
 #define KORVAN_TEXT(x) #x
-#define KORVAN_FEATURE_FLAG(feature, macro)                                                        \
-    static_assert(isAsked(feature) == (KORVAN_TEXT(macro)[0] == '1'),                              \
+#define KORVAN_FEATURE_FLAG(feature, macro)                                                       \
+    static_assert(isAsked(feature) == (KORVAN_TEXT(macro)[0] == '1'),                             \
                   "compiled for other instructions than copies/copies.def says; leave processor " \
                   "features to it, not to CXXFLAGS: " feature)
 

@@ -22,10 +22,10 @@ namespace korvan {
 
 // What a thread is doing with locks.  A signal handler that forks reads what it interrupted.
 struct LockingThread {
-    std::int32_t guards;       // ServiceGuards that it holds or waits for
-    std::int32_t unnumbered;   // accesses to a cache without a number, likewise
-    std::int32_t forks;        // forks under way: everything is its own then
-    std::int32_t holder;       // its name in the word of a lock; 0: none yet
+    std::int32_t guards;      // ServiceGuards that it holds or waits for
+    std::int32_t unnumbered;  // accesses to a cache without a number, likewise
+    std::int32_t forks;       // forks under way: everything is its own then
+    std::int32_t holder;      // its name in the word of a lock; 0: none yet
 };
 
 LockingThread& lockingThread();

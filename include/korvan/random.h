@@ -161,11 +161,11 @@ typedef struct GeneratorProperties {
  * Two threads must not use the new stream at once.
  *
  * Seeds are no way to make many streams.  With GEN_MCG31, GEN_MCG59, GEN_WH, GEN_MRG32K3A and
- * GEN_R250 streams of neighbouring seeds (777, 778, ...) begin with numbers that are correlated, and
- * small seeds with numbers that aren't random at all; with every generator two seeds can overlap.
- * For workers take a key of two words {seed, worker} (vslNewStreamEx with GEN_PHILOX4X32X10 or
- * GEN_ARS5), a member each (GEN_MT2203 + worker), or one stream that is skipped ahead:
- * docs/parallel-streams.md. */
+ * GEN_R250 streams of neighbouring seeds (777, 778, ...) begin with numbers that are correlated,
+ * and small seeds with numbers that aren't random at all; with every generator two seeds can
+ * overlap. For workers take a key of two words {seed, worker} (vslNewStreamEx with
+ * GEN_PHILOX4X32X10 or GEN_ARS5), a member each (GEN_MT2203 + worker), or one stream that is
+ * skipped ahead: docs/parallel-streams.md. */
 KORVAN_RANDOM_API int32_t vslNewStream(StreamHandle* stream, GeneratorId brng, uint32_t seed);
 
 /* The same with n seed words; how many count, and what n of 0 means, is the generator's.
@@ -417,16 +417,14 @@ KORVAN_RANDOM_API int32_t vsRngUniform(int32_t method, StreamHandle stream, int3
  * the components of a vector.
  *
  * The ends, in sigma.  A uniform of exactly 0 counts as the smallest positive number, so that all
- * variates are finite; but such a variate is no tail of the normal law.  It comes once in 2^32 words
- * (in single with GEN_SFMT19937, GEN_ARS5, GEN_PHILOX4X32X10: in 2^26), and never from GEN_MCG31,
- * GEN_MCG59 and GEN_SOBOL.
- *                            of 32-bit words, up to    at a uniform of 0
- *   the first two methods    6.66 (single 5.9 to 6.7)  38.6 (single 14.4), less by the angle
- *   the inverse              6.23 (single 5.42)        -8.29 (single -5.42)
- * The 59 bits of GEN_MCG59 take the tails of doubles to 9.0 and 8.29.  Who sums fourth powers, or
- * counts rare events, should know this table; docs/distributions.md says more.
- * RNG_NO_MEMORY: no room for the pair; nothing was drawn.
- * Position 6: sigma <= 0. */
+ * variates are finite; but such a variate is no tail of the normal law.  It comes once in 2^32
+ * words (in single with GEN_SFMT19937, GEN_ARS5, GEN_PHILOX4X32X10: in 2^26), and never from
+ * GEN_MCG31, GEN_MCG59 and GEN_SOBOL. of 32-bit words, up to    at a uniform of 0 the first two
+ * methods    6.66 (single 5.9 to 6.7)  38.6 (single 14.4), less by the angle the inverse 6.23
+ * (single 5.42)        -8.29 (single -5.42) The 59 bits of GEN_MCG59 take the tails of doubles
+ * to 9.0 and 8.29.  Who sums fourth powers, or counts rare events, should know this table;
+ * docs/distributions.md says more. RNG_NO_MEMORY: no room for the pair; nothing was drawn. Position
+ * 6: sigma <= 0. */
 KORVAN_RANDOM_API int32_t vdRngGaussian(int32_t method, StreamHandle stream, int32_t n, double* r,
                                         double a, double sigma);
 KORVAN_RANDOM_API int32_t vsRngGaussian(int32_t method, StreamHandle stream, int32_t n, float* r,
@@ -500,8 +498,8 @@ KORVAN_RANDOM_API int32_t vsRngCauchy(int32_t method, StreamHandle stream, int32
  *
  * METHOD_LOGNORMAL_BOX_MULLER (0) takes g from METHOD_GAUSSIAN_BOX_MULLER_PAIRED, with its pair on
  * the stream.  METHOD_LOGNORMAL_INVERSE (1) takes it from METHOD_GAUSSIAN_INVERSE, and so does
- * METHOD_ACCURATE_FLAG, with either method: it lets no variate lie below b.  The ends of g are those
- * of the normal law, and the methods for quasi-random streams as well.  An exponential that
+ * METHOD_ACCURATE_FLAG, with either method: it lets no variate lie below b.  The ends of g are
+ * those of the normal law, and the methods for quasi-random streams as well.  An exponential that
  * overflows gives infinity.  Position 6: sigma <= 0.  Position 8: beta <= 0. */
 KORVAN_RANDOM_API int32_t vdRngLognormal(int32_t method, StreamHandle stream, int32_t n, double* r,
                                          double a, double sigma, double b, double beta);
