@@ -1,38 +1,7 @@
 #include "frame/parallel_loops.h"
 
+#include "frame/platform/openmp_runtime.h"
 #include "frame/settings.h"
-
-// What we use of the OpenMP runtime's compiler interface (kmp.h of LLVM's).
-extern "C" {
-struct SourceLocation {
-    std::int32_t reserved1, flags, reserved2, reserved3;
-    const char* text;
-};
-using Region = void (*)(std::int32_t* thread, std::int32_t* boundThread, ...);
-
-std::int32_t __kmpc_global_thread_num(const SourceLocation*);
-std::int32_t __kmpc_ok_to_fork(const SourceLocation*);
-void __kmpc_push_num_threads(const SourceLocation*, std::int32_t thread, std::int32_t count);
-void __kmpc_fork_call(const SourceLocation*, std::int32_t arguments, Region region, ...);
-void __kmpc_serialized_parallel(const SourceLocation*, std::int32_t thread);
-void __kmpc_end_serialized_parallel(const SourceLocation*, std::int32_t thread);
-void __kmpc_for_static_init_4(const SourceLocation*, std::int32_t thread, std::int32_t schedule,
-                              std::int32_t* isLast, std::int32_t* lower, std::int32_t* upper,
-                              std::int32_t* stride, std::int32_t increment, std::int32_t chunk);
-void __kmpc_for_static_fini(const SourceLocation*, std::int32_t thread);
-void __kmpc_barrier(const SourceLocation*, std::int32_t thread);
-void __kmpc_dispatch_init_4(const SourceLocation*, std::int32_t thread, std::int32_t schedule,
-                            std::int32_t lower, std::int32_t upper, std::int32_t stride,
-                            std::int32_t chunk);
-std::int32_t __kmpc_dispatch_next_4(const SourceLocation*, std::int32_t thread,
-                                    std::int32_t* isLast, std::int32_t* lower, std::int32_t* upper,
-                                    std::int32_t* stride);
-void __kmpc_dispatch_fini_4(const SourceLocation*, std::int32_t thread);
-void __kmpc_ordered(const SourceLocation*, std::int32_t thread);
-void __kmpc_end_ordered(const SourceLocation*, std::int32_t thread);
-int omp_get_thread_num();
-int omp_get_num_threads();
-}
 
 namespace korvan {
 namespace {
@@ -57,95 +26,129 @@ constexpr SourceLocation orderedEntry = at(";unknown;_qvx_vsl_serv_threader_orde
 constexpr SourceLocation orderedSection = at(";unknown;_qvx_vsl_serv_threader_ordered;153;153;;");
 
 struct Loop {
+    const OpenmpRuntime& runtime;
     std::int32_t n;
     void* context;
     ParallelWork work;
 };
 
-// The calling thread's place, read once at the begin of a region.
+// Is the calling thread in a loop that runs without the runtime?
+constinit thread_local bool runsAlone = false;
+
+class AloneScope {
+  public:
+    explicit AloneScope(bool alone) : before_(runsAlone) { runsAlone = alone; }
+    ~AloneScope() { runsAlone = before_; }
+    AloneScope(const AloneScope&) = delete;
+    AloneScope& operator=(const AloneScope&) = delete;
+
+  private:
+    bool before_;
+};
+
+// The calling thread's place in a region, read once at its begin.
 struct Place {
-    std::int32_t index = omp_get_thread_num();
-    std::int32_t count = omp_get_num_threads();
+    explicit Place(const OpenmpRuntime& runtime)
+        : index(runtime.omp_get_thread_num()), count(runtime.omp_get_num_threads()) {}
+
+    std::int32_t index, count;
+    AloneScope scope{false};
 };
 
 void forBody(std::int32_t* thread, std::int32_t*, const Loop* loop) {
-    const Place place;
+    const Place place(loop->runtime);
     if (loop->n > 0) {
         std::int32_t isLast = 0, lower = 0, upper = loop->n - 1, stride = 1;
-        __kmpc_for_static_init_4(&forLoop, *thread, staticSchedule, &isLast, &lower, &upper,
-                                 &stride, 1, 1);
+        loop->runtime.__kmpc_for_static_init_4(&forLoop, *thread, staticSchedule, &isLast, &lower,
+                                               &upper, &stride, 1, 1);
         if (upper > loop->n - 1) upper = loop->n - 1;
         for (std::int32_t index = lower; index <= upper; ++index) {
             loop->work(index, place.index, place.count, loop->context);
         }
-        __kmpc_for_static_fini(&forLoop, *thread);
+        loop->runtime.__kmpc_for_static_fini(&forLoop, *thread);
     }
-    __kmpc_barrier(&forBarrier, *thread);
+    loop->runtime.__kmpc_barrier(&forBarrier, *thread);
 }
 
 void inOrderBody(std::int32_t* thread, std::int32_t*, const Loop* loop) {
-    const Place place;
+    const Place place(loop->runtime);
     if (loop->n > 0) {
         std::int32_t isLast = 0, lower = 0, upper = 0, stride = 1;
-        __kmpc_dispatch_init_4(&inOrderRegion, *thread, orderedStaticSchedule, 0, loop->n - 1, 1,
-                               1);
-        while (__kmpc_dispatch_next_4(&inOrderRegion, *thread, &isLast, &lower, &upper, &stride)) {
+        loop->runtime.__kmpc_dispatch_init_4(&inOrderRegion, *thread, orderedStaticSchedule, 0,
+                                             loop->n - 1, 1, 1);
+        while (loop->runtime.__kmpc_dispatch_next_4(&inOrderRegion, *thread, &isLast, &lower,
+                                                    &upper, &stride)) {
             for (std::int32_t index = lower; index <= upper; ++index) {
                 loop->work(index, place.index, place.count, loop->context);
-                __kmpc_dispatch_fini_4(&inOrderRegion, *thread);
+                loop->runtime.__kmpc_dispatch_fini_4(&inOrderRegion, *thread);
             }
         }
     }
-    __kmpc_barrier(&inOrderRegion, *thread);
+    loop->runtime.__kmpc_barrier(&inOrderRegion, *thread);
 }
 
 void sectionsBody(std::int32_t*, std::int32_t*, const Loop* loop) {
-    const Place place;
+    const Place place(loop->runtime);
     loop->work(place.index, place.index, place.count, loop->context);
 }
 
 using Body = void (*)(std::int32_t*, std::int32_t*, const Loop*);
 
-void fork(const SourceLocation& entry, const SourceLocation& region, Body body,
-          std::int32_t requestedThreads, const Loop& loop) {
-    const std::int32_t limit = qvx_vsl_serv_threader_get_num_threads();
-    const bool lowered = requestedThreads > 0 && requestedThreads < limit;
-    std::int32_t thread = __kmpc_global_thread_num(&entry);
-    if (__kmpc_ok_to_fork(&region)) {
-        __kmpc_push_num_threads(&region, thread, lowered ? requestedThreads : limit);
-        __kmpc_fork_call(&region, 1, reinterpret_cast<Region>(reinterpret_cast<void*>(body)),
-                         &loop);
+void fork(const SourceLocation& entry, const SourceLocation& region, Body body, std::int32_t count,
+          const Loop& loop) {
+    const OpenmpRuntime& runtime = loop.runtime;
+    std::int32_t thread = runtime.__kmpc_global_thread_num(&entry);
+    if (runtime.__kmpc_ok_to_fork(&region)) {
+        runtime.__kmpc_push_num_threads(&region, thread, count);
+        runtime.__kmpc_fork_call(&region, 1,
+                                 reinterpret_cast<Region>(reinterpret_cast<void*>(body)), &loop);
         return;
     }
-    __kmpc_serialized_parallel(&region, thread);
+    runtime.__kmpc_serialized_parallel(&region, thread);
     std::int32_t bound = 0;
     body(&thread, &bound, &loop);
-    __kmpc_end_serialized_parallel(&region, thread);
+    runtime.__kmpc_end_serialized_parallel(&region, thread);
+}
+
+// A count of 1 doesn't ask the runtime, which the program may not have.
+void run(const SourceLocation& entry, const SourceLocation& region, Body body,
+         std::int32_t requestedThreads, std::int32_t n, void* context, ParallelWork work) {
+    const std::int32_t limit = qvx_vsl_serv_threader_get_num_threads();
+    const bool lowered = requestedThreads > 0 && requestedThreads < limit;
+    const std::int32_t count = lowered ? requestedThreads : limit;
+    if (const OpenmpRuntime* runtime = count > 1 ? openmpRuntime() : nullptr) {
+        return fork(entry, region, body, count, {*runtime, n, context, work});
+    }
+    const AloneScope scope(true);
+    for (std::int32_t index = 0; index < n; ++index) work(index, 0, 1, context);
 }
 
 }  // namespace
 
 void qvx_vsl_serv_threader_for(std::int32_t n, std::int32_t requestedThreads, void* context,
                                ParallelWork work) {
-    fork(forEntry, forRegion, forBody, requestedThreads, {n, context, work});
+    run(forEntry, forRegion, forBody, requestedThreads, n, context, work);
 }
 
 void qvx_vsl_serv_threader_for_ordered(std::int32_t n, std::int32_t requestedThreads, void* context,
                                        ParallelWork work) {
-    fork(inOrderEntry, inOrderRegion, inOrderBody, requestedThreads, {n, context, work});
+    run(inOrderEntry, inOrderRegion, inOrderBody, requestedThreads, n, context, work);
 }
 
 void qvx_vsl_serv_threader_sections(std::int32_t requestedThreads, void* context,
                                     ParallelWork work) {
-    fork(sectionsEntry, sectionsRegion, sectionsBody, requestedThreads, {0, context, work});
+    // Alone, the work's one run is that of index 0.
+    run(sectionsEntry, sectionsRegion, sectionsBody, requestedThreads, 1, context, work);
 }
 
 void qvx_vsl_serv_threader_ordered(std::int32_t a, std::int32_t b, std::int32_t c, void* d,
                                    ParallelWork work) {
-    const std::int32_t thread = __kmpc_global_thread_num(&orderedEntry);
-    __kmpc_ordered(&orderedSection, thread);
+    const OpenmpRuntime* runtime = runsAlone ? nullptr : openmpRuntime();
+    if (!runtime) return work(a, b, c, d);
+    const std::int32_t thread = runtime->__kmpc_global_thread_num(&orderedEntry);
+    runtime->__kmpc_ordered(&orderedSection, thread);
     work(a, b, c, d);
-    __kmpc_end_ordered(&orderedSection, thread);
+    runtime->__kmpc_end_ordered(&orderedSection, thread);
 }
 
 std::int32_t qvx_vsl_serv_threader_get_num_threads() {

@@ -14,10 +14,10 @@ std::int32_t getMaxThreads(std::int32_t domain) {
     return settings.maxThreads(domain);
 }
 std::int32_t getDynamic() {
-    return settings.cells().dynamic;
+    return settings.variables().dynamic;
 }
 std::int32_t getStripes() {
-    return settings.cells().stripes;
+    return settings.variables().stripes;
 }
 std::int32_t getPackages() {
     return settings.cells().topology.packages;

@@ -114,8 +114,10 @@ void ThreadSettings::readVariables() {
     cells_.mpiThreadLevel = threadLevel < 4 ? std::max(threadLevel, 0) : 0;
 }
 
+// The runtime is asked outside the lock, since it takes locks of its own.
 void ThreadSettings::readTopology() {
-    Topology& topology = cells_.topology;
+    if (topologyRead_.isDone()) return;
+    Topology topology = {1, 1, 1};
     if (platform_.readTopology(&topology)) {
         topology.logicalCpus = std::max(topology.logicalCpus, 1);
         topology.physicalCores = std::clamp(topology.physicalCores, 1, topology.logicalCpus);
@@ -123,30 +125,38 @@ void ThreadSettings::readTopology() {
         // Where the kernels aren't tuned, nothing is assumed about how threads share a core.
         if (!isTunedVendor(platform_)) topology.physicalCores = topology.logicalCpus;
     }
-    cells_.coresPerPackage = topology.physicalCores / topology.packages;
-    cells_.hyperThreading = topology.physicalCores == topology.logicalCpus ? 0 : 1;
+    topologyRead_.run([&] {
+        cells_.topology = topology;
+        cells_.coresPerPackage = topology.physicalCores / topology.packages;
+        cells_.hyperThreading = topology.physicalCores == topology.logicalCpus ? 0 : 1;
+    });
+}
+
+const ThreadCells& ThreadSettings::variables() {
+    variablesRead_.run([this] { readVariables(); });
+    return cells_;
 }
 
 const ThreadCells& ThreadSettings::cells() {
-    cellsRead_.run([this] {
-        readVariables();
-        readTopology();
-    });
+    variables();
+    readTopology();
     return cells_;
 }
 
 std::int32_t ThreadSettings::maxThreads(std::int32_t domain) {
     if (threadCountOfThisThread > 0) return threadCountOfThisThread;
-    const ThreadCells& c = cells();
-    if (c.dynamic != 0 && platform_.insideParallelRegion()) return 1;
-
+    const ThreadCells& c = variables();
     const bool isDomain = domain > domainAll && domain < domainCount;
     std::int32_t count = isDomain ? c.threads[domain] : -1;
     if (count <= 0) count = c.threads[domainAll];
+    if (count == 1) return 1;  // whatever the runtime says, which a second one may abort
+    if (c.dynamic != 0 && platform_.insideParallelRegion()) return 1;
+
     const bool isExplicit = count > 0;
     if (!isExplicit) count = std::max(platform_.parallelThreads(), 1);
     if (c.dynamic == 0) return count;
 
+    readTopology();
     // What follows shares the cores between the ranks of an MPI program that set no counts.
     count = std::min(count, c.topology.physicalCores);
     if (c.ranksPerNode == -1 || isExplicit || c.ompThreads > 0) return count;

@@ -30,6 +30,9 @@ class ThreadSettings {
     // The cells, read at the first call.
     const ThreadCells& cells();
 
+    // Those of them that are variables: neither the system nor the OpenMP runtime is asked.
+    const ThreadCells& variables();
+
     std::int32_t maxThreads(std::int32_t domain);
     std::int32_t verbose();
 
@@ -38,7 +41,7 @@ class ThreadSettings {
     void readTopology();
 
     const Platform& platform_;
-    OneTime cellsRead_;
+    OneTime variablesRead_, topologyRead_;
     ThreadCells cells_;
     OneTime verboseRead_;
     std::int32_t verbose_ = -1;

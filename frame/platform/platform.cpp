@@ -64,11 +64,13 @@ void terminateProcess(std::int32_t code) {
 }
 
 bool insideParallelRegion() {
-    return omp_in_parallel() != 0;
+    const OpenmpRuntime* runtime = openmpRuntime();
+    return runtime && runtime->omp_in_parallel() != 0;
 }
 
 std::int32_t parallelThreads() {
-    return omp_get_max_threads();
+    const OpenmpRuntime* runtime = openmpRuntime();
+    return runtime ? runtime->omp_get_max_threads() : 1;
 }
 
 void* openLibrary(const char* name) {

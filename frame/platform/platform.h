@@ -56,7 +56,7 @@ struct Platform {
     void (*yieldThread)();
     void (*terminateProcess)(std::int32_t code);
 
-    // The OpenMP runtime's answers for the calling thread.
+    // The OpenMP runtime's answers for the calling thread; without one, false and 1.
     bool (*insideParallelRegion)();
     std::int32_t (*parallelThreads)();
 

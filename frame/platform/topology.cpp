@@ -65,12 +65,14 @@ std::int32_t coreOf(const char* folder, std::size_t cpu) {
 
 // Adds the processors of the OpenMP runtime's places: once a runtime binds its threads, the mask of
 // the one that started it is a single place, and the places together are what the mask was.
-void addPlaces(unsigned long (&mask)[maxWords]) {
-    int cpus[maxCpus];
-    for (int place = 0; place < omp_get_num_places(); ++place) {
-        const int count = omp_get_place_num_procs(place);
-        if (count <= 0 || count > static_cast<int>(maxCpus)) continue;
-        omp_get_place_proc_ids(place, cpus);
+// Larger places than any package has bind nobody; a buffer for them would fill small stacks.
+void addPlaces(const OpenmpRuntime& runtime, unsigned long (&mask)[maxWords]) {
+    constexpr int largest = 1024;
+    int cpus[largest];
+    for (int place = 0; place < runtime.omp_get_num_places(); ++place) {
+        const int count = runtime.omp_get_place_num_procs(place);
+        if (count <= 0 || count > largest) continue;
+        runtime.omp_get_place_proc_ids(place, cpus);
         for (int i = 0; i < count; ++i) {
             const auto cpu = static_cast<std::size_t>(cpus[i]);
             if (cpu < maxCpus) mask[cpu / bitsPerWord] |= 1UL << (cpu % bitsPerWord);
@@ -102,7 +104,7 @@ bool readSystemTopology(Topology* topology) {
     if (sched_getaffinity(getpid(), sizeof mask, reinterpret_cast<cpu_set_t*>(mask)) != 0) {
         return false;
     }
-    addPlaces(mask);
+    if (const OpenmpRuntime* runtime = openmpRuntime()) addPlaces(*runtime, mask);
     return countTopology("/sys/devices/system/cpu", mask, maxWords, topology);
 }
 

@@ -28,6 +28,7 @@ class MadeUp {
     Topology topology = {1, 16, 32};  // 0 packages: the system fails to tell
     bool insideParallel = false;
     std::int32_t parallelThreads = 24;
+    int questions = 0;  // about threads and cores
     std::map<std::string, std::map<std::uint32_t, std::string>> messages;  // by path
     Platform platform;
 
@@ -46,6 +47,7 @@ class MadeUp {
         };
         platform.xgetbv = [](std::uint32_t) { return current->xcr0; };
         platform.readTopology = [](Topology* counted) {
+            ++current->questions;
             if (current->topology.packages > 0) *counted = current->topology;
             return current->topology.packages > 0;
         };
@@ -56,8 +58,10 @@ class MadeUp {
             for (const auto& [number, text] : file->second) take(context, number, text.c_str());
             return true;
         };
-        platform.insideParallelRegion = [] { return current->insideParallel; };
-        platform.parallelThreads = [] { return current->parallelThreads; };
+        platform.insideParallelRegion = [] {
+            return ++current->questions, current->insideParallel;
+        };
+        platform.parallelThreads = [] { return ++current->questions, current->parallelThreads; };
         processor("GenuineIntel", avx512Class);
     }
 

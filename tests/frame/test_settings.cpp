@@ -177,6 +177,23 @@ TEST(Settings, MaxThreads) {
     EXPECT_EQ(process.settings.maxThreads(domainVml), 3);
 }
 
+// Not even whether a region is open, which starts a runtime.
+TEST(Settings, OneThreadAsksNobody) {
+    const std::pair<Environment, bool> rows[] = {
+        {{{"QVX_NUM_THREADS", "1"}}, false},
+        {{{"QVX_NUM_THREADS", "1"}, {"QVX_DYNAMIC", "false"}}, false},
+        {{{"QVX_DOMAIN_NUM_THREADS", "QVX_DOMAIN_VML=x"}, {"QVX_NUM_THREADS", "4"}}, false},
+        {{{"OMP_NUM_THREADS", "1"}}, true},  // the program may have raised it
+        {{{"QVX_DOMAIN_NUM_THREADS", "QVX_DOMAIN_BLAS=1"}}, true},
+    };
+    for (const auto& [environment, asks] : rows) {
+        Process process(environment);
+        const bool isOne = process.settings.maxThreads(domainVml) == 1;
+        EXPECT_EQ(isOne, !asks);
+        EXPECT_EQ(process.questions > 0, asks);
+    }
+}
+
 TEST(Settings, Topology) {
     const struct {
         const char* vendor;
