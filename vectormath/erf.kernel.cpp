@@ -40,37 +40,30 @@ struct ErfTable<double> {
 constexpr float tailBegin = 1.25f;
 constexpr float tailEnd = 3.9375f;  // erf rounds to 1 from here on
 
-template <class D, class V = hn::Vec<D>>
+template <bool fused = fuses, class D, class V = hn::Vec<D>>
 HWY_INLINE V errorFunction(D d, V x) {
     using Real = hn::TFromD<D>;
     using Table = ErfTable<Real>;
     const hn::RebindToUnsigned<D> words;
     const V size = hn::Abs(x);
-    const V inMiddle = hn::MulAdd(x, horner(d, hn::Mul(x, x), Table::central), x);
+    const V inMiddle = mulAdd<fused>(x, horner<0, fused>(d, hn::Mul(x, x), Table::central), x);
 
-    const V q = horner(d, hn::Min(size, hn::Set(d, tailEnd)), Table::tail);
+    const V q = horner<0, fused>(d, hn::Min(size, hn::Set(d, tailEnd)), Table::tail);
     // -q = n + f with n at the low end of `sum`; 2^-q by adding n to the exponent of 2^f.
     const V shifter = hn::Set(d, Table::shifter);
     const V sum = hn::Sub(shifter, q);
     const V f = hn::Sub(hn::Sub(shifter, sum), q);
     const auto exponent = hn::ShiftLeft < sizeof(Real) == 8 ? 52 : 23 > (hn::BitCast(words, sum));
     const V power =
-        hn::BitCast(d, hn::Add(hn::BitCast(words, horner(d, f, Table::exp2)), exponent));
+        hn::BitCast(d, hn::Add(hn::BitCast(words, horner<0, fused>(d, f, Table::exp2)), exponent));
     const V inTail = hn::CopySignToAbs(hn::Sub(hn::Set(d, 1), power), x);
     return hn::IfThenElse(hn::Lt(size, hn::Set(d, tailBegin)), inMiddle, inTail);
 }
 
-template <Accuracy accuracy>
-struct Erf {
+struct ErfBase {
     using Real = float;
     static constexpr const char* name = "vsErf";
     static constexpr Real filler = 0.75;
-
-    HWY_INLINE Vec<float> operator()(Vec<float> x, Mask<float>& exceptional) const {
-        exceptional = hn::IsNaN(x);
-        if constexpr (accuracy != Accuracy::ha) return errorFunction(Tag<float>(), x);
-        return throughDouble(x, [](auto d, auto wide) { return errorFunction(d, wide); });
-    }
 
     static std::int32_t element(float x, float* result) {
         *result = x + x;
@@ -78,9 +71,28 @@ struct Erf {
     }
 };
 
+template <Accuracy accuracy>
+struct Erf : ErfBase {
+    HWY_INLINE Vec<float> operator()(Vec<float> x, Mask<float>& exceptional) const {
+        exceptional = hn::IsNaN(x);
+        if constexpr (accuracy != Accuracy::ha) return errorFunction(Tag<float>(), x);
+        return throughDouble(x, [](auto d, auto wide) { return errorFunction(d, wide); });
+    }
+};
+
+// One formula for all copies.
+struct ErfBaseline : ErfBase {
+    HWY_INLINE Vec<float> operator()(Vec<float> x, Mask<float>& exceptional) const {
+        exceptional = hn::IsNaN(x);
+        return errorFunction<false>(Tag<float>(), x);
+    }
+};
+
 }  // namespace
 
 constinit const VectorKernel<OneToOne<float>> vsErf = {
     mapOne<Erf<Accuracy::la>>, mapOne<Erf<Accuracy::ha>>, mapOne<Erf<Accuracy::ep>>};
+constinit const VectorKernel<OneToOne<float>> vsErfBaseline = {
+    mapOne<ErfBaseline>, mapOne<ErfBaseline>, mapOne<ErfBaseline>};
 
 }  // namespace korvan::KORVAN_COPY

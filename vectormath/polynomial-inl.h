@@ -41,18 +41,19 @@ HWY_INLINE V horner(D d, V x, const hn::TFromD<D> (&c)[n]) {
 }
 
 // The same polynomial from its even and its odd powers: half the latency for one operation more.
-template <std::size_t k, class D, class V = hn::Vec<D>, std::size_t n>
+template <std::size_t k, bool fused, class D, class V = hn::Vec<D>, std::size_t n>
 HWY_INLINE V everySecond(D d, V square, const hn::TFromD<D> (&c)[n]) {
     if constexpr (k + 2 >= n) {
         return hn::Set(d, c[k]);
     } else {
-        return hn::MulAdd(everySecond<k + 2>(d, square, c), square, hn::Set(d, c[k]));
+        return mulAdd<fused>(everySecond<k + 2, fused>(d, square, c), square, hn::Set(d, c[k]));
     }
 }
-template <class D, class V = hn::Vec<D>, std::size_t n>
+template <bool fused = fuses, class D, class V = hn::Vec<D>, std::size_t n>
 HWY_INLINE V inTwoChains(D d, V x, const hn::TFromD<D> (&c)[n]) {
     const V square = hn::Mul(x, x);
-    return hn::MulAdd(everySecond<1>(d, square, c), x, everySecond<0>(d, square, c));
+    return mulAdd<fused>(everySecond<1, fused>(d, square, c), x,
+                         everySecond<0, fused>(d, square, c));
 }
 
 // A number as a sum.
@@ -80,11 +81,14 @@ HWY_INLINE V highHalf(D d, V x) {
 // c - a b for a product near c, with the error of one rounding of the difference.
 template <bool fused = fuses, class D, class V = hn::Vec<D>>
 HWY_INLINE V residual(D d, V a, V b, V c) {
-    if constexpr (fused) return hn::NegMulAdd(a, b, c);
-    const V aHigh = highHalf(d, a), bHigh = highHalf(d, b);
-    const V aLow = hn::Sub(a, aHigh), bLow = hn::Sub(b, bHigh);
-    const V first = hn::Sub(hn::Sub(c, hn::Mul(aHigh, bHigh)), hn::Mul(aHigh, bLow));
-    return hn::Sub(hn::Sub(first, hn::Mul(aLow, bHigh)), hn::Mul(aLow, bLow));
+    if constexpr (fused) {
+        return hn::NegMulAdd(a, b, c);
+    } else {
+        const V aHigh = highHalf(d, a), bHigh = highHalf(d, b);
+        const V aLow = hn::Sub(a, aHigh), bLow = hn::Sub(b, bHigh);
+        const V first = hn::Sub(hn::Sub(c, hn::Mul(aHigh, bHigh)), hn::Mul(aHigh, bLow));
+        return hn::Sub(hn::Sub(first, hn::Mul(aLow, bHigh)), hn::Mul(aLow, bLow));
+    }
 }
 
 }  // namespace

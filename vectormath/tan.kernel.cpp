@@ -41,6 +41,17 @@ HWY_INLINE V quotient(D d, HeadAndRest<V> a, HeadAndRest<V> b) {
     return hn::MulAdd(left, inverse, y);
 }
 
+// What subtractQuarters rounds twice is too much for VML_LA where the quotient rounds so often.
+template <Accuracy accuracy, class D, class V = hn::Vec<D>>
+HWY_INLINE V reducedForQuotient(D d, V x, V q) {
+    if constexpr (accuracy == Accuracy::la && sizeof(hn::TFromD<D>) == 8 && !fuses) {
+        const auto r = subtractQuartersExactly(d, x, q);
+        return hn::Add(r.head, r.rest);
+    } else {
+        return subtractQuarters<accuracy>(d, x, q);
+    }
+}
+
 template <Accuracy accuracy, class D, class V = hn::Vec<D>>
 HWY_INLINE V tangent(D d, V x) {
     using Quarter = QuarterTurn<hn::TFromD<D>>;
@@ -52,14 +63,14 @@ HWY_INLINE V tangent(D d, V x) {
     const auto exchanged = [&](V one, V other) { return hn::IfThenElse(isOdd, other, one); };
     V y;
     if constexpr (accuracy == Accuracy::ha) {
-        const auto sums = eighthTurnSums(d, subtractQuartersExactly(d, magnitude, q.number));
+        const auto sums = eighthTurnSums<true>(d, subtractQuartersExactly(d, magnitude, q.number));
         const auto s = normalized(sums.sine, sums.sineRest);
         const auto c = normalized(sums.cosine, sums.cosineRest);
         y = quotient(d, HeadAndRest<V>{exchanged(s.head, c.head), exchanged(s.rest, c.rest)},
                      HeadAndRest<V>{exchanged(c.head, s.head), exchanged(c.rest, s.rest)});
     } else {
         using Quotient = TangentQuotient<hn::TFromD<D>, accuracy>;
-        const V r = subtractQuarters<accuracy>(d, magnitude, q.number);
+        const V r = reducedForQuotient<accuracy>(d, magnitude, q.number);
         const V z = hn::Mul(r, r);
         const V above = hn::MulAdd(hn::Mul(r, z), horner(d, z, Quotient::above), r);
         const V below = hn::MulAdd(z, horner(d, z, Quotient::below), hn::Set(d, 1));

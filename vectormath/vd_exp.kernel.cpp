@@ -63,7 +63,7 @@ std::int32_t scalarExpElement(double x, double* result) {
          0.1666666666665788) *
             r +
         0.5;
-    const double m = (p * r * r + r + row.lo) * row.hi;
+    const double m = (p * r * r + r) * row.hi + row.lo;
     if (x < -708.3964185322641) {
         *result = denormalExp(row.hi, m, exponent);
         return VML_STATUS_UNDERFLOW;

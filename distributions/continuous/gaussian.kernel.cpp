@@ -144,7 +144,7 @@ std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::int32_t n, 
     switch (method) {
         case METHOD_GAUSSIAN_BOX_MULLER: return boxMuller(stream, count, r, a, sigma);
         case METHOD_GAUSSIAN_BOX_MULLER_PAIRED: return boxMullerPaired(stream, count, r, a, sigma);
-        default: return drawNormals(stream, n, r, a, sigma, [](Real*, std::size_t) {});
+        default: return drawNormals(stream, n, r, a, sigma);
     }
 }
 

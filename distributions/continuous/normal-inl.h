@@ -10,25 +10,32 @@ namespace {
 template <class Real>
 constexpr Real rootOfTwo = static_cast<Real>(1.4142135623730951);
 
-// n numbers erf^-1(v) to r, normal variates but for the factor; use(part, count) gets the parts of
-// r as they are made.  Failing elements go to the caller's callback.
+// n numbers v to r; use(x, m) gets the parts x[0 .. m-1] of r as they are drawn.
 template <class Real, class Use>
-HWY_INLINE std::int32_t drawErfInv(StreamHandle stream, std::int32_t n, Real* r, Use use) {
+HWY_INLINE std::int32_t drawSymmetric(StreamHandle stream, std::int32_t n, Real* r, Use use) {
     return inPasses(Pass::standard, n, r, [&](Real* pass, std::size_t count) {
-        return drawAndUse<Real>(stream, count, pass, -1, 1, [&](Real* x, std::size_t m) {
-            applyErfInv(m, x);
-            use(x, m);
-        });
+        return drawAndUse<Real>(stream, count, pass, -1, 1, use);
     });
 }
 
-// The same as normal variates, with mean a and deviation sigma.
-template <class Real, class Use>
+// Normal variates with mean a and deviation sigma.  Failing elements of the inverse error function
+// go to the caller's callback.
+template <class Real>
 HWY_INLINE std::int32_t drawNormals(StreamHandle stream, std::int32_t n, Real* r, Real a,
-                                    Real sigma, Use use) {
+                                    Real sigma) {
     const Real scale = rootOfTwo<Real> * sigma;
-    return drawErfInv(stream, n, r, [&](Real* x, std::size_t m) {
+    return drawSymmetric(stream, n, r, [&](Real* x, std::size_t m) {
+        applyErfInv(m, x);
         scaleAndShift(x, m, a, scale);
+    });
+}
+
+// erf^-1(v) for counts, the same from equal v in every copy: use(x, m) gets the parts of r.
+template <class Use>
+HWY_INLINE std::int32_t drawErfInvForCounts(StreamHandle stream, std::int32_t n, float* r,
+                                            Use use) {
+    return drawSymmetric(stream, n, r, [&](float* x, std::size_t m) {
+        call(vsErfInvBaseline.la, m, x, x);
         use(x, m);
     });
 }

@@ -111,8 +111,8 @@ HWY_INLINE std::int64_t trialsOf(const Law& law, const std::int32_t* row) {
 // One row of Poisson counts.
 HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int32_t* row) {
     auto* const unscaled = reinterpret_cast<float*>(row);
-    const std::int32_t status = drawErfInv<float>(stream, static_cast<std::int32_t>(law.k),
-                                                  unscaled, [](float*, std::size_t) {});
+    const std::int32_t status = drawErfInvForCounts(stream, static_cast<std::int32_t>(law.k),
+                                                    unscaled, [](float*, std::size_t) {});
     if (status < 0) return status;
     if (law.terms) {
         toPoisson(law.lambda, law.k, unscaled, row,
@@ -123,8 +123,9 @@ HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int
     return status;
 }
 
-// A sum above ntrial that often isn't chance (setMeans) but a stream whose numbers are all alike.
-constexpr int mostAttempts = 1 << 20;
+// A row fails with a probability of 43/44 at most (setMeans).  A sum above ntrial that often, once
+// in 10^20 rows, isn't chance but a stream whose numbers are all alike.
+constexpr int mostAttempts = 1 << 11;
 
 HWY_INLINE std::int32_t fillRow(const Law& law, StreamHandle stream, std::int32_t* row,
                                 Doubles& uniforms) {

@@ -240,19 +240,18 @@ std::int32_t exact(StreamHandle stream, std::int32_t n, std::int32_t* r, double 
 
 // ---- Method 1 ----
 
-// Normal variates with mean a and deviation sigma in r, and what map makes of each.
+// What map makes of normal variates without their factor sqrt(2).
 template <class Map>
-std::int32_t byNormals(StreamHandle stream, std::int32_t n, std::int32_t* r, float a, float sigma,
-                       Map map) {
+std::int32_t byNormals(StreamHandle stream, std::int32_t n, std::int32_t* r, Map map) {
     const auto atLeastZero = [&](Singles x) {
         const auto z = map(x);
         return truncated(hn::IfThenElseZero(hn::Gt(z, constant(0)), z));
     };
-    return drawNormals(stream, n, reinterpret_cast<float*>(r), a, sigma,
-                       [&](float* part, std::size_t count) {
-                           auto* counts = reinterpret_cast<std::int32_t*>(part);
-                           singlesToIntegers(counts, count, atLeastZero);
-                       });
+    return drawErfInvForCounts(stream, n, reinterpret_cast<float*>(r),
+                               [&](float* part, std::size_t count) {
+                                   auto* counts = reinterpret_cast<std::int32_t*>(part);
+                                   singlesToIntegers(counts, count, atLeastZero);
+                               });
 }
 
 std::int32_t smallByUniforms(StreamHandle stream, std::int32_t n, std::int32_t* r, double lambda) {
@@ -312,7 +311,9 @@ std::int32_t middleByNormals(StreamHandle stream, std::int32_t n, std::int32_t* 
     const auto b = cubic(row.cubics[0], t), c = cubic(row.cubics[1], t),
                d = cubic(row.cubics[2], t), e = cubic(row.cubics[3], t),
                f = cubic(row.cubics[4], t);
-    return byNormals(stream, n, r, 0, 1, [&](Singles g) {
+    const auto factor = constant(rootOfTwo<float>);
+    return byNormals(stream, n, r, [&](Singles unscaled) {
+        const auto g = hn::Mul(unscaled, factor);
         const auto inner = hn::Add(d, hn::Mul(g, hn::Add(e, hn::Mul(g, f))));
         return hn::Add(a, hn::Mul(hn::Mul(b, g), hn::Add(c, hn::Mul(g, inner))));
     });
@@ -338,8 +339,10 @@ std::int32_t largeByNormals(StreamHandle stream, std::int32_t n, std::int32_t* r
         d * (-0.0001145865551857 +
              d * (-0.0126559989233446 +
                   d * (0.0232257954288354 + d * (-0.0291113093667918 + d * 0.014389264627966))))));
+    const auto scale = constant(rootOfTwo<float> * deviation);
     const auto means = constant(mean), one = constant(1);
-    return byNormals(stream, n, r, mean, deviation, [&](Singles x) {
+    return byNormals(stream, n, r, [&](Singles unscaled) {
+        const auto x = hn::Add(hn::Mul(unscaled, scale), means);
         const auto q = hn::Sub(x, means);
         const auto inner = hn::Add(k1, hn::Mul(q, hn::Add(k2, hn::Mul(q, k3))));
         return hn::Add(hn::Mul(q, inner), hn::Add(x, one));

@@ -223,7 +223,7 @@ struct SmallMeans {
     }
 
     HWY_INLINE void invert(std::int32_t* counts) {
-        call(vsErf.la, size, x, x);
+        call(vsErfBaseline.la, size, x, x);
         for (std::size_t i = 0; i < size; ++i) {
             const double L = mean[i];
             const double sum =

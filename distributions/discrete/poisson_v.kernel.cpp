@@ -10,7 +10,7 @@ std::int32_t viRngPoissonV(std::int32_t, StreamHandle stream, std::int32_t n, st
                            const double* lambda) {
     const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
     auto* const unscaled = reinterpret_cast<float*>(r);
-    return drawErfInv<float>(stream, n, unscaled, [&](float* part, std::size_t count) {
+    return drawErfInvForCounts(stream, n, unscaled, [&](float* part, std::size_t count) {
         const auto done = static_cast<std::size_t>(part - unscaled);
         toPoisson(lambda + done, count, part, r + done, TermsOfArray{lambda + done, count});
     });

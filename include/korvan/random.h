@@ -593,7 +593,7 @@ KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int
  *
  * RNG_BAD_WEIGHTS, unreported: a p[i] is negative, or their sum outside the bounds.  RNG_NO_MEMORY:
  * 2 k doubles, or 8 k, and a row's single trials are on the heap; r holds the rows before.
- * RNG_BAD_STREAM, unreported: a million draws of a row with too large a sum, from equal numbers.
+ * RNG_BAD_STREAM, unreported: 2048 draws of a row with too large a sum, from equal numbers.
  * Position 5: ntrial < 0.  Position 6: k <= 0.  Position 7: p null. */
 KORVAN_RANDOM_API int32_t viRngMultinomial(int32_t method, StreamHandle stream, int32_t n,
                                            int32_t* r, int32_t ntrial, int32_t k, const double* p);

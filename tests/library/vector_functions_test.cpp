@@ -75,6 +75,7 @@ TEST(VectorFunctions, SpecialValues) {
     expectSpecials("vsInv", *kernels.vsInv, {{-0x1p-149, -infinity, 3}, {0x1p-127, 0x1p127}});
     expectSpecials("vdErfInv", *kernels.vdErfInv, inverses);
     expectSpecials("vsErfInv", *kernels.vsErfInv, inverses);
+    expectSpecials("vsErfInvBaseline", *kernels.vsErfInvBaseline, inverses);
     expectSpecials(
         "vsErf", *kernels.vsErf,
         {{0.0, 0.0}, {-0.0, -0.0}, {infinity, 1}, {-infinity, -1}, {nan, nan}, {-5, -1}});
@@ -225,7 +226,11 @@ long double erfInv(long double x) {
 TEST(VectorFunctions, ErrorsStayWithinTheirRows) {
     const VectorKernels& kernels = vectorKernels();
     const auto angles = argumentsUpTo<double>(19), hugeAngles = argumentsUpTo<double>(1023);
-    for (const auto& x : {angles, hugeAngles}) {
+    // Found by searches around each row's worst.
+    const std::vector<double> worstAngles = {316318.32491012104, 124817.83232195336,
+                                             142204.97539732934, 385290.42096393026,
+                                             41699.125341684739, 383430.59815398452};
+    for (const auto& x : {angles, hugeAngles, worstAngles}) {
         expectErrors<double>("vdSin", *kernels.vdSin, x, std::sin);
         expectErrors<double>("vdCos", *kernels.vdCos, x, std::cos);
         expectErrors<double>("vdTan", *kernels.vdTan, x, std::tan);
@@ -234,14 +239,44 @@ TEST(VectorFunctions, ErrorsStayWithinTheirRows) {
     expectErrors<float>("vsSin", *kernels.vsSin, singleAngles, std::sin);
     expectErrors<float>("vsCos", *kernels.vsCos, singleAngles, std::cos);
     expectErrors<float>("vsTan", *kernels.vsTan, singleAngles, std::tan);
+    const std::vector<float> nextToMultiplesOfQuarters = {252.89820861816406F, 2023.1856689453125F,
+                                                          505.79641723632812F};
+    expectErrors<float>("vsCos", *kernels.vsCos, nextToMultiplesOfQuarters, std::cos);
+    expectErrors<float>("vsSin", *kernels.vsSin, nextToMultiplesOfQuarters, std::sin);
+    expectErrors<float>("vsTan", *kernels.vsTan, nextToMultiplesOfQuarters, std::tan);
     expectErrors<float>("vsErf", *kernels.vsErf, argumentsUpTo<float>(3), std::erf);
 
     auto probabilities = argumentsUpTo<double>(0);
     for (int i = 1; i < 53; ++i) probabilities.push_back(1 - std::ldexp(1.0, -i));
+    for (const double x :
+         {4.3829150148091868e-308, 4.2240132304695802e-308, 3.0229297821355545e-308, 0x1.8p-1030,
+          3 * leastDenormal, 0x1p-1000, 0x1.fffp-1001}) {
+        probabilities.insert(probabilities.end(), {x, -x});
+    }
     expectErrors<double>("vdErfInv", *kernels.vdErfInv, probabilities, erfInv);
     auto singleProbabilities = argumentsUpTo<float>(0);
     for (int i = 1; i < 24; ++i) singleProbabilities.push_back(1 - std::ldexp(1.0F, -i));
     expectErrors<float>("vsErfInv", *kernels.vsErfInv, singleProbabilities, erfInv);
+}
+
+// The forms that counts are made from: within 4 ulp, and equal to the base copy's to the bit.
+TEST(VectorFunctions, BaselineErrorFunctionsAreTheSameInEveryCopy) {
+    const VectorKernels &kernels = vectorKernels(), &base = *copySetOfBranch(0).vectorKernels;
+    auto x = argumentsUpTo<float>(0);
+    for (int i = 0; i < 4000; ++i) x.push_back(1 - std::ldexp(static_cast<float>(i + 1), -16));
+    x.insert(x.end(), {0.990990281F, 1, -1, 0, -0.0F, 2});
+    const auto compare = [&](const auto& kernel, const auto& ofBase, Reference reference) {
+        std::vector<float> y(x.size()), expected(x.size());
+        const auto n = static_cast<std::int32_t>(x.size());
+        kernel.la(n, x.data(), y.data());
+        ofBase.la(n, x.data(), expected.data());
+        EXPECT_TRUE(sameBits(y.data(), expected.data(), x.size()));
+        for (std::size_t i = 0; i < x.size() - 6; ++i) {
+            ASSERT_LT(ulpsBetween(y[i], reference(static_cast<long double>(x[i]))), 4.01L) << x[i];
+        }
+    };
+    compare(*kernels.vsErfInvBaseline, *base.vsErfInvBaseline, erfInv);
+    compare(*kernels.vsErfBaseline, *base.vsErfBaseline, std::erf);
 }
 
 // Tails of distributions and distant angles take a way of their own, for the whole vector.

@@ -4,14 +4,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace korvan::testing {
 
 // For each element of a call of up to 2500: both ways and all sizes of means.
 inline constexpr auto caseMeans = [] {
-    constexpr double some[] = {0.03, 0.0, 0.5, 3.7, 60.5, 9000.0, 0.06};
+    constexpr double some[] = {0.03, 0.0, 0.5, 3.7, 60.5, 9000.0, 0.06, 1e6, 1e9, 2e9};
     std::array<double, 2500> means{};
-    for (std::size_t i = 0; i < means.size(); ++i) means[i] = some[i % 7];
+    for (std::size_t i = 0; i < means.size(); ++i) means[i] = some[i % std::size(some)];
     return means;
 }();
 
