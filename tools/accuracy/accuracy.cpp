@@ -27,7 +27,10 @@
 namespace korvan::accuracy {
 namespace {
 
-constexpr int borderNeighbours = 8;  // on either side
+// Of a border that are tried, on either side.
+int neighboursOf(const std::vector<double>& borders) {
+    return borders.size() < 10000 ? 8 : 1;
+}
 
 template <class Real>
 using BitsOf = std::conditional_t<sizeof(Real) == 8, std::int64_t, std::int32_t>;
@@ -64,7 +67,10 @@ class Sampler {
                 points.push_back(i % 2 ? evenly(range) : evenlyByBits(range));
             }
         }
-        for (const double border : borders) addNeighbours(static_cast<Real>(border), &points);
+        const int neighbours = neighboursOf(borders);
+        for (const double border : borders) {
+            addNeighbours(static_cast<Real>(border), neighbours, &points);
+        }
         return points;
     }
 
@@ -82,11 +88,11 @@ class Sampler {
         std::uniform_int_distribution<BitsOf<Real>> bits(ordered(range.low), ordered(range.high));
         return std::bit_cast<Real>(inOrder<Real>(bits(engine_)));
     }
-    void addNeighbours(Real border, std::vector<Real>* points) {
+    void addNeighbours(Real border, int neighbours, std::vector<Real>* points) {
         const Real infinity = std::numeric_limits<Real>::infinity();
         Real below = border, above = border;
         points->push_back(border);
-        for (int i = 0; i < borderNeighbours; ++i) {
+        for (int i = 0; i < neighbours; ++i) {
             points->push_back(below = std::nextafter(below, -infinity));
             points->push_back(above = std::nextafter(above, infinity));
         }
