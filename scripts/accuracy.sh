@@ -43,7 +43,8 @@ END
 ## Every single
 
 Of kernels of one single, against the C library's function in double (off by some 2^-28 of a
-single's unit):
+single's unit), in one copy of each vector width; from 2^-13 on, where that isn't a straight line
+below:
 
 END
     $accuracy --all-singles
