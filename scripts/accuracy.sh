@@ -34,7 +34,7 @@ don't differ between copies: integers are made from them.
 
 Tried for each kernel were 100,000 arguments in each of its ranges (the whole one, by bit patterns
 and evenly, and those around special points), and eight neighbours on either side of each border
-where its arithmetic changes.
+where its arithmetic changes; of angles, one on either side of each multiple of pi/4 up to 2^20.
 
 END
     $accuracy --points 100
@@ -43,7 +43,8 @@ END
 ## Every single
 
 Of kernels of one single, against the C library's function in double (off by some 2^-28 of a
-single's unit):
+single's unit), in one copy of each vector width; from 2^-13 on, where that isn't a straight line
+below:
 
 END
     $accuracy --all-singles

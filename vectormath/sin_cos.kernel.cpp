@@ -1,7 +1,7 @@
 // Sine and cosine of the same angles, for less than the two apart.
 //
 // Largest error: VML_HA below 1 ulp, VML_LA below 4 ulp, VML_EP 2^-27 relative (single
-// 2^-18), at every finite angle, near the zeros too.  An infinite angle gives NaN twice with
+// 2^-13.8), at every finite angle, near the zeros too.  An infinite angle gives NaN twice with
 // VML_STATUS_ERRDOM.
 #include "vectormath/angles-inl.h"
 

@@ -4,7 +4,7 @@
 // work, since a division is to be paid anyway.
 //
 // Largest error: VML_HA below 1 ulp, VML_LA below 4 ulp, VML_EP 2^-35 relative (single
-// 2^-18), at every finite angle, near zeros and poles too.  An infinite angle gives NaN with
+// 2^-13.8), at every finite angle, near zeros and poles too.  An infinite angle gives NaN with
 // VML_STATUS_ERRDOM.
 #include "vectormath/angles-inl.h"
 

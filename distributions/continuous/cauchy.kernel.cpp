@@ -1,7 +1,8 @@
 // The Cauchy law: density 1 / (pi beta (1 + z^2)), z = (x - a) / beta.
 //
-// By inversion: x = a + beta tan v with an angle v that is uniform on [-pi/2, pi/2).  The ends in
-// floating point lie inside, so that their tangents are finite, and nothing can fail.
+// By inversion: x = a + beta tan v with an angle v that is uniform on [-pi/2, pi/2).  The tangents
+// of the ends in floating point are finite, so that nothing can fail.  In double these lie inside,
+// in single 4e-8 outside, where the tangent has the other sign.
 #include <bit>
 
 #include "distributions/continuous/passes-inl.h"

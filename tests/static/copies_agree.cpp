@@ -31,6 +31,8 @@
 
 using namespace korvan;
 
+#define LONG_KERNEL_CASES
+
 namespace {
 
 int failures = 0;

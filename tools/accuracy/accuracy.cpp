@@ -3,7 +3,8 @@
 //
 // usage: accuracy [--points N | --all-singles] [NAME...]
 //     --points N      arguments for each range, in thousands
-//     --all-singles   every single of the first range, for the kernels of one single
+//     --all-singles   every single of the ranges that matter, for the kernels of one single, in
+//                     one copy of each vector width
 //     NAME            of a kernel, in place of all
 //
 // The reference is MPFR's result, of 160 bits; for all singles it is the C library's in double,
@@ -27,7 +28,10 @@
 namespace korvan::accuracy {
 namespace {
 
-constexpr int borderNeighbours = 8;  // on either side
+// Of a border that are tried, on either side.
+int neighboursOf(const std::vector<double>& borders) {
+    return borders.size() < 10000 ? 8 : 1;
+}
 
 template <class Real>
 using BitsOf = std::conditional_t<sizeof(Real) == 8, std::int64_t, std::int32_t>;
@@ -64,7 +68,10 @@ class Sampler {
                 points.push_back(i % 2 ? evenly(range) : evenlyByBits(range));
             }
         }
-        for (const double border : borders) addNeighbours(static_cast<Real>(border), &points);
+        const int neighbours = neighboursOf(borders);
+        for (const double border : borders) {
+            addNeighbours(static_cast<Real>(border), neighbours, &points);
+        }
         return points;
     }
 
@@ -82,11 +89,11 @@ class Sampler {
         std::uniform_int_distribution<BitsOf<Real>> bits(ordered(range.low), ordered(range.high));
         return std::bit_cast<Real>(inOrder<Real>(bits(engine_)));
     }
-    void addNeighbours(Real border, std::vector<Real>* points) {
+    void addNeighbours(Real border, int neighbours, std::vector<Real>* points) {
         const Real infinity = std::numeric_limits<Real>::infinity();
         Real below = border, above = border;
         points->push_back(border);
-        for (int i = 0; i < borderNeighbours; ++i) {
+        for (int i = 0; i < neighbours; ++i) {
             points->push_back(below = std::nextafter(below, -infinity));
             points->push_back(above = std::nextafter(above, infinity));
         }
@@ -231,15 +238,11 @@ void addWorst(Worst* worst, const Worst& more) {
     if (!(more.relative <= worst->relative)) worst->relative = more.relative;
 }
 
-void measureAllSingles(const Case<float>& kernel) {
-    const auto ordered = [](double x) {
-        return std::int64_t{inOrder<float>(std::bit_cast<std::int32_t>(static_cast<float>(x)))};
-    };
-    const std::vector<const CopySet*> copies = runnableCopies();
-    std::vector<std::pair<std::string, RowErrors>> errorsOfCopies;
-    for (const CopySet* copy : copies) errorsOfCopies.emplace_back(copy->name, RowErrors{});
-    const std::int64_t end = ordered(kernel.first[0].high);
-    for (std::int64_t begin = ordered(kernel.first[0].low); begin <= end;) {
+// The singles from `begin` to `end`, numbered in their order.
+void measureRange(const Case<float>& kernel, std::int64_t begin, std::int64_t end,
+                  const std::vector<const CopySet*>& copies,
+                  std::vector<std::pair<std::string, RowErrors>>& errorsOfCopies) {
+    while (begin <= end) {
         const auto count = static_cast<std::size_t>(std::min<std::int64_t>(8192, end + 1 - begin));
         std::vector<float> x(count), y(count), zeros(count);
         std::vector<double> reference(count);
@@ -259,6 +262,26 @@ void measureAllSingles(const Case<float>& kernel) {
             addWorst(&errors.ha, worstOf(Row::ha));
             addWorst(&errors.ep, worstOf(Row::ep));
         }
+    }
+}
+
+void measureAllSingles(const Case<float>& kernel) {
+    const auto ordered = [](double x) {
+        return std::int64_t{inOrder<float>(std::bit_cast<std::int32_t>(static_cast<float>(x)))};
+    };
+    std::vector<const CopySet*> copies;
+    for (const std::int32_t branch : {0, 5, 9, 11}) {
+        const CopySet& copy = copySetOfBranch(branch);
+        if (copies.empty() || copies.back() != &copy) copies.push_back(&copy);
+    }
+    std::vector<std::pair<std::string, RowErrors>> errorsOfCopies;
+    for (const CopySet* copy : copies) errorsOfCopies.emplace_back(copy->name, RowErrors{});
+    const bool isWhole = kernel.everySingle[0].low == kernel.everySingle[0].high;
+    for (const Range& each : kernel.everySingle) {
+        const Range& range = isWhole ? kernel.first[0] : each;
+        if (range.low == range.high) break;
+        measureRange(kernel, ordered(range.low), ordered(range.high), copies, errorsOfCopies);
+        if (isWhole) break;
     }
     printLines(kernel.name, errorsOfCopies);
 }

@@ -21,7 +21,8 @@ std::vector<double> lnBorders() {
 
 // Odd multiples of half a step of the tables of an exponential.
 std::vector<double> expBorders() {
-    std::vector<double> borders = {708.3956308822137, -708.3956308822137, -708.3964185322641};
+    std::vector<double> borders = {708.3956308822137, -708.3956308822137, -708.3964185322641,
+                                   709.05185001373388, 709.7363634};
     for (int i = -640; i <= 640; ++i) borders.push_back((i + 0.5) / 64 * std::log(2.0));
     for (int i = -1023; i <= 1024; ++i) borders.push_back((i + 0.5) * std::log(2.0));
     return borders;
@@ -84,12 +85,22 @@ double inverseErfInDouble(double x) {
     return y;
 }
 
-// Multiples of pi/2, where sine and cosine vanish or turn, and the double nearest to one (J.-M.
-// Muller, Elementary Functions, 3rd ed. 2016, table 11.1).
+// All multiples of pi/4 that the vector bodies reduce, where sine and cosine vanish or turn or the
+// quarter changes; the double nearest to one of pi/2 (J.-M. Muller, Elementary Functions, 3rd ed.
+// 2016, table 11.1); and the worst that searches found for the tangent.
 std::vector<double> angleBorders() {
-    std::vector<double> borders = {0x1p20, -0x1p20, 8192, 256, 0x1.6ac5b262ca1ffp+849};
-    for (int i = -300; i <= 300; ++i) borders.push_back(i * std::acos(0.0) / 2);
-    for (int i = 1; i < 667544; i += 1009) borders.push_back(i * std::acos(0.0));
+    std::vector<double> borders = {0x1p20,
+                                   -0x1p20,
+                                   8192,
+                                   256,
+                                   0x1.6ac5b262ca1ffp+849,
+                                   316318.32491012104,
+                                   124817.83232195336,
+                                   142204.97539732934,
+                                   385290.42096393026,
+                                   41699.125341684739,
+                                   383430.59815398452};
+    for (int i = -300; i < 2 * 667544; ++i) borders.push_back(i * (std::acos(0.0) / 2));
     return borders;
 }
 
@@ -102,7 +113,11 @@ std::vector<double> erfInvBorders() {
             std::sqrt(1 - std::exp(-16.0)),
             std::sqrt(0.5),
             0.5,
-            0.75};
+            0.75,
+            0x1p-1000,
+            4.3829150148091868e-308,
+            -4.2240132304695802e-308,
+            3.0229297821355545e-308};
 }
 
 // Borders of the table of the powers' logarithm.
@@ -122,7 +137,8 @@ std::vector<Case<double>> doubleCases() {
     const std::vector<Range> bases = {{denormal, largest}, {0.5, 2}, {0.99, 1.01}};
     const std::vector<Range> exponents = {{-2, 2}, {-1000, 1000}, {-0x1p17, 0x1p17}, {-20, 20}};
     const std::vector<Range> positive = {{denormal, largest}, {0.5, 2}, {0.99, 1.01}};
-    const std::vector<Range> powers = {{-745.2, 709.8}, {-1, 1}, {-0x1p-30, 0x1p-30}};
+    const std::vector<Range> powers = {
+        {-745.2, 709.8}, {-745.2, -708}, {708, 709.8}, {-1, 1}, {-0x1p-30, 0x1p-30}};
     return {
         {"vdExp",
          runOneToOne<&VectorKernels::vdExp>,
@@ -213,6 +229,7 @@ std::vector<Case<float>> singleCases() {
     const std::vector<Range> bases = {{0x1p-149, 0x1.fffffep127}, {0.5, 2}, {0.99, 1.01}};
     const std::vector<Range> exponents = {{-2, 2}, {-200, 200}, {-20, 20}};
     const std::vector<Range> positive = {{0x1p-149, 0x1.fffffep127}, {0.5, 2}, {0.99, 1.01}};
+    constexpr double least = 0x1p-13;  // nearer to 0 all of these are straight lines
     const std::vector<Range> powers = {{-104, 88.8}, {-1, 1}, {-0x1p-20, 0x1p-20}};
     return {
         {"vsExp",
@@ -221,7 +238,8 @@ std::vector<Case<float>> singleCases() {
          powers,
          {},
          expBorders(),
-         std::exp},
+         std::exp,
+         {{-104, -least}, {least, 88.8}}},
         {"vsLn",
          runOneToOne<&VectorKernels::vsLn>,
          referenceOf<mpfr_log>,
@@ -255,42 +273,56 @@ std::vector<Case<float>> singleCases() {
          angles,
          {},
          angleBorders(),
-         std::sin},
+         std::sin,
+         {{least, 8192}, {0, 0}}},
         {"vsCos",
          runOneToOne<&VectorKernels::vsCos>,
          referenceOf<mpfr_cos>,
          angles,
          {},
          angleBorders(),
-         std::cos},
+         std::cos,
+         {{least, 8192}, {0, 0}}},
         {"vsTan",
          runOneToOne<&VectorKernels::vsTan>,
          referenceOf<mpfr_tan>,
          angles,
          {},
          angleBorders(),
-         std::tan},
+         std::tan,
+         {{least, 8192}, {0, 0}}},
         {"vsSinCos, sine",
          runSineCosine<&VectorKernels::vsSinCos, true>,
          referenceOf<mpfr_sin>,
          angles,
          {},
          angleBorders(),
-         std::sin},
+         std::sin,
+         {{least, 8192}, {0, 0}}},
         {"vsSinCos, cosine",
          runSineCosine<&VectorKernels::vsSinCos, false>,
          referenceOf<mpfr_cos>,
          angles,
          {},
          angleBorders(),
-         std::cos},
+         std::cos,
+         {{least, 8192}, {0, 0}}},
         {"vsErfInv",
          runOneToOne<&VectorKernels::vsErfInv>,
          inverseErf,
          probabilities,
          {},
          erfInvBorders(),
-         inverseErfInDouble},
+         inverseErfInDouble,
+         {{least, 1}, {0, 0}}},
+        {"vsErfInvBaseline",
+         runOneToOne<&VectorKernels::vsErfInvBaseline>,
+         inverseErf,
+         probabilities,
+         {},
+         erfInvBorders(),
+         inverseErfInDouble,
+         {{least, 1}, {0, 0}}},
         {"vsPowx", runFixedPower<&VectorKernels::vsPowx>, power, bases, exponents, powBorders()},
         {"vsErf",
          runOneToOne<&VectorKernels::vsErf>,
@@ -298,7 +330,16 @@ std::vector<Case<float>> singleCases() {
          {{0, 5}, {-5, 5}, {0x1p-149, 1}, {-0x1.fffffep127, 0x1.fffffep127}},
          {},
          {1.25, -1.25, 3.9375},
-         std::erf},
+         std::erf,
+         {{least, 5}, {0, 0}}},
+        {"vsErfBaseline",
+         runOneToOne<&VectorKernels::vsErfBaseline>,
+         referenceOf<mpfr_erf>,
+         {{0, 5}, {-5, 5}, {0x1p-149, 1}, {-0x1.fffffep127, 0x1.fffffep127}},
+         {},
+         {1.25, -1.25, 3.9375},
+         std::erf,
+         {{least, 5}, {0, 0}}},
     };
 }
 

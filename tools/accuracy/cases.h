@@ -34,8 +34,9 @@ struct Case {
     // Where the arithmetic changes: points whose neighbours are all tried.
     std::vector<double> borders = {};
     // For functions of one single: the double function, good enough to be a reference for every
-    // single of the first range.
+    // single of these ranges, or of the first one above.
     double (*inDouble)(double) = nullptr;
+    Range everySingle[2] = {{0, 0}, {0, 0}};  // empty ones are left out
 };
 
 template <auto kernel, class Real>
