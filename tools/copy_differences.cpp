@@ -12,6 +12,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "korvan/random.h"
@@ -29,12 +30,22 @@ struct Case {
     std::function<Numbers()> draw;
 };
 
+// Parameters of real laws have the law's precision.
+template <class T, class Parameter>
+auto parameterOf(Parameter p) {
+    if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(p);
+    } else {
+        return p;
+    }
+}
+
 template <class T, class Routine, class... Parameters>
 Numbers drawn(GeneratorId id, Routine routine, std::int32_t method, Parameters... parameters) {
     StreamHandle stream;
     std::vector<T> r(count);
     if (vslNewStream(&stream, id, seed) < 0) std::exit(2);
-    if (routine(method, stream, count, r.data(), parameters...) < 0) std::exit(2);
+    if (routine(method, stream, count, r.data(), parameterOf<T>(parameters)...) < 0) std::exit(2);
     vslDeleteStream(&stream);
     return {r.begin(), r.end()};
 }

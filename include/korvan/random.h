@@ -9,8 +9,8 @@
  * must not be used by two threads at once.
  *
  * Functions return RNG_OK (0) or a negative status.  A refused argument is also reported on
- * standard output with the function's name and the argument's position, counted from 1; a
- * refused call changes neither the stream nor the array.
+ * standard output with the function's name and the argument's position, counted from 1; what isn't
+ * reported says so where it stands.  A refused call changes neither the stream nor the array.
  */
 #ifndef KORVAN_RANDOM_H
 #define KORVAN_RANDOM_H
@@ -157,7 +157,7 @@ typedef struct GeneratorProperties {
  *
  * RNG_BAD_GENERATOR (reported, *stream untouched): no such generator, or an abstract one.
  * RNG_NO_MEMORY: *stream is null.  Another negative status comes from the generator's seeding;
- * *stream is then set, and is to be deleted.  RNG_NULL_POINTER: stream is null.
+ * *stream is then set, and is to be deleted.  RNG_NULL_POINTER, unreported: stream is null.
  * Two threads must not use the new stream at once.
  *
  * Seeds are no way to make many streams.  With GEN_MCG31, GEN_MCG59, GEN_WH, GEN_MRG32K3A and
@@ -197,8 +197,9 @@ KORVAN_RANDOM_API int32_t vslNewStreamEx(StreamHandle* stream, GeneratorId brng,
 KORVAN_RANDOM_API int32_t vslDeleteStream(StreamHandle* stream);
 
 /* Makes an exact twin of source at *stream: the same generator, position and attachments.
- * RNG_NO_MEMORY: *stream is null, or, if only the attachments found no room, a stream without
- * them that is to be deleted. */
+ * Position 2: source is no live stream, RNG_NULL_POINTER or RNG_BAD_STREAM, or stream is null,
+ * RNG_NULL_POINTER.  RNG_NO_MEMORY: *stream is null, or, if only the attachments found no room, a
+ * stream without them that is to be deleted. */
 KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle source);
 
 /* Copies source's state over that of destination, which keeps its generator.
@@ -562,7 +563,8 @@ KORVAN_RANDOM_API int32_t viRngGeometric(int32_t method, StreamHandle stream, in
  *   reuse it, if a float can hold it exactly (also what was prepared for one that rounds to it).
  * METHOD_POISSON_NORMAL (1): a normal variate of METHOD_GAUSSIAN_INVERSE, single, through a
  *   polynomial; below a mean of 1 a uniform and a search, at most 11.  One word an element.  An
- *   approximation of the law: docs/distributions.md has its errors.
+ *   approximation of the law: docs/distributions.md has its errors.  A count too large for 32 bits
+ *   becomes -2^31; a mean too large for a float, or a NaN, gives 0.
  *
  * RNG_BAD_ARGUMENT, unreported: method 0 with a mean that is a NaN or from 2^31 on.  RNG_NO_MEMORY:
  * method 0, at a stream's first call.  RNG_BAD_STREAM, unreported: a thousand blocks in a row
@@ -575,8 +577,8 @@ KORVAN_RANDOM_API int32_t viRngPoisson(int32_t method, StreamHandle stream, int3
  * One normal variate of METHOD_GAUSSIAN_INVERSE, single, an element (one word), through a
  * polynomial of its mean's binade; for means below 1/16 a short inversion, at most 11.  An
  * approximation, as METHOD_POISSON_NORMAL is.  Means aren't checked: a negative one or a NaN gives
- * 0, one too large for 32 bits -2^31.  If the generator fails, r holds nothing of use.
- * Position 5: lambda null. */
+ * 0, one too large for 32 bits -2^31 (infinity that or 0).  If the generator fails, r holds nothing
+ * of use. Position 5: lambda null. */
 KORVAN_RANDOM_API int32_t viRngPoissonV(int32_t method, StreamHandle stream, int32_t n, int32_t* r,
                                         const double* lambda);
 

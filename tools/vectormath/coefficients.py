@@ -150,8 +150,7 @@ class ErfInvQuotientFit:
     """erfinv(x)/x = sqrt(pi)/2 + (1 - u) A(u) / B(u), u = 1 - x^2 from `least` to 1, with 7
     coefficients in A and in B, whose highest is 1; by Loeb's iteration, too.
 
-    The kernel's last digits come from a search that starts here: random steps of one or two units,
-    kept if the largest error over singles became less.
+    The kernel's last digits come from a search that starts here, erf_inv_count_rounding.cpp.
     """
     is_start_of_search = True
 
