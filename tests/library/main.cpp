@@ -7,11 +7,6 @@
 
 #include "korvan/random.h"
 
-// Asked by the leak sanitizer: the OpenMP runtime keeps the records of its threads to the end.
-extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
-    return "leak:libomp";
-}
-
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (const char* wanted = std::getenv("KORVAN_TEST_COPY")) {
