@@ -23,14 +23,15 @@ endforeach()
 # Behind the builder's own flags and stronger than they are: the instructions of the copies, and
 # arithmetic without the liberties of -ffast-math.  What can't be undone, such as an -mfma, stops
 # the compiler (processor_flags.h).
-set(KORVAN_ALL_FLAGS -march=x86-64 -mfpmath=sse -fno-fast-math -ffp-contract=off
-    "SHELL:-include ${PROJECT_SOURCE_DIR}/copies/processor_flags.h")
+set(KORVAN_ALL_FLAGS -march=x86-64 -mfpmath=sse -fno-fast-math -ffp-contract=off)
+set(KORVAN_FLAGS_CHECK ${PROJECT_SOURCE_DIR}/copies/processor_flags.h)
 
 # korvan_once_files(TARGET SOURCE...): what is compiled once.
 function(korvan_once_files target)
     add_library(${target} OBJECT ${ARGN})
     target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-    target_compile_options(${target} PRIVATE ${KORVAN_ALL_FLAGS})
+    target_compile_options(${target} PRIVATE
+        ${KORVAN_ALL_FLAGS} "SHELL:-include ${KORVAN_FLAGS_CHECK}")
     target_link_libraries(${target} PRIVATE korvan_warnings)
 endfunction()
 
@@ -48,5 +49,15 @@ function(korvan_kernels target copy)
     target_compile_options(${target} PRIVATE
         ${KORVAN_ALL_FLAGS} $<IF:$<CONFIG:Debug>,-Og,-O3> -fno-exceptions -fno-rtti
         -fno-math-errno -fno-trapping-math ${KORVAN_COPY_${copy}_FLAGS})
+    # A precompiled header has to come first, so the check is in it.
+    list(LENGTH ARGN count)
+    if(count GREATER 3 AND NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
+        target_precompile_headers(${target} PRIVATE ${PROJECT_SOURCE_DIR}/copies/precompiled.h)
+        # What a system header does on purpose (_mm512_undefined_pd) GCC warns of where it was
+        # compiled before.
+        target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-init-self>)
+    else()
+        target_compile_options(${target} PRIVATE "SHELL:-include ${KORVAN_FLAGS_CHECK}")
+    endif()
     target_link_libraries(${target} PRIVATE korvan_warnings)
 endfunction()

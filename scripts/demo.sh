@@ -18,6 +18,6 @@ build() {
 
 "$root/scripts/setup.sh" build
 demo=$root/build/release/examples/korvan_demo
-[ -x "$demo" ] || echo "Building the library: some four minutes on two cores, the first time." >&2
+[ -x "$demo" ] || echo "Building the library: some two minutes on two cores, the first time." >&2
 (build)
 exec "$demo" "$@"
