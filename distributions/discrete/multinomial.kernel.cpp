@@ -39,9 +39,11 @@ struct Law {
     std::int32_t ntrial;
     std::size_t k;
     const double* lambda;
-    const double* ends;      // running sums of p
-    const MeanTerms* terms;  // of the means, or null
+    const double* ends;   // running sums of p
+    const double* terms;  // a MeanTerms for each group of means, unaligned; or null
 };
+
+constexpr std::size_t doublesOfTerms = sizeof(MeanTerms) / sizeof(double);
 
 // How many doubles behind the uniforms, zeros, are read with them.
 constexpr std::size_t slack = 16;
@@ -115,8 +117,11 @@ HWY_INLINE std::int32_t drawCounts(const Law& law, StreamHandle stream, std::int
                                                     unscaled, [](float*, std::size_t) {});
     if (status < 0) return status;
     if (law.terms) {
-        toPoisson(law.lambda, law.k, unscaled, row,
-                  [&](std::size_t i) { return law.terms[i / groupOfMeans]; });
+        toPoisson(law.lambda, law.k, unscaled, row, [&](std::size_t i) {
+            MeanTerms terms;
+            std::memcpy(&terms, law.terms + i / groupOfMeans * doublesOfTerms, sizeof terms);
+            return terms;
+        });
     } else {
         toPoisson(law.lambda, law.k, unscaled, row, TermsOfArray{law.lambda, law.k});
     }
@@ -187,19 +192,19 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
     const bool isDirect = ntrial <= 16 && categories >= 16 * static_cast<std::size_t>(ntrial);
     const bool isPrepared = rows > 1 && categories <= mostPrepared && !isDirect;
     Doubles table, uniforms;
-    const std::size_t termDoubles = isPrepared ? groups * (sizeof(MeanTerms) / sizeof(double)) : 0;
+    const std::size_t termDoubles = isPrepared ? groups * doublesOfTerms : 0;
     if (!table.reserve(termDoubles + 2 * categories)) return RNG_NO_MEMORY;
     double* const lambda = table.data() + termDoubles;
     double* const ends = lambda + categories;
     setMeans(ntrial, categories, p, sum, lambda);
     double end = 0;
     for (std::size_t i = 0; i < categories; ++i) ends[i] = end += p[i];
-    auto* const terms = reinterpret_cast<MeanTerms*>(table.data());
     for (std::size_t i = 0; isPrepared && i < groups; ++i) {
-        terms[i] = TermsOfArray{lambda, categories}(i * groupOfMeans);
+        const MeanTerms terms = TermsOfArray{lambda, categories}(i * groupOfMeans);
+        std::memcpy(table.data() + i * doublesOfTerms, &terms, sizeof terms);
     }
 
-    const Law law{ntrial, categories, lambda, ends, isPrepared ? terms : nullptr};
+    const Law law{ntrial, categories, lambda, ends, isPrepared ? table.data() : nullptr};
     std::int32_t status = RNG_OK;
     for (std::size_t j = 0; j < rows; ++j) {
         std::int32_t* const row = r + j * categories;

@@ -17,13 +17,13 @@ constexpr double leastLargeMean = 0.0625;
 // Means that are worked on together.
 #if HWY_TARGET <= HWY_AVX3
 constexpr std::size_t groupOfMeans = 8;
-typedef double MeanVector __attribute__((vector_size(64), aligned(8), may_alias));
+using MeanVector = __m512d;
 #elif HWY_TARGET <= HWY_AVX2
 constexpr std::size_t groupOfMeans = 4;
-typedef double MeanVector __attribute__((vector_size(32), aligned(8), may_alias));
+using MeanVector = __m256d;
 #else
 constexpr std::size_t groupOfMeans = 1;
-typedef double MeanVector;
+using MeanVector = double;
 #endif
 
 // What the polynomial needs of a group of means from 1/16 on; of smaller ones it holds anything.
