@@ -3,6 +3,8 @@
 // Independent Poisson counts with means proportional to p are, given their sum, multinomial.  A row
 // starts from such counts with a sum somewhat below ntrial, is filled up by single trials, and is
 // drawn again if the sum came out too large.  Few trials over many categories are all single ones.
+#include <cstring>
+
 #include "distributions/continuous/floating_point_frame.h"
 #include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"

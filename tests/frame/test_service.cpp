@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "frame/exit_list.h"
+#include "frame/memory.h"
 #include "frame/message_catalog.h"
 #include "frame/messages.h"
 #include "frame/one_time.h"
@@ -144,18 +145,21 @@ TEST(Messages, AreNotHeldUpByOtherFiles) {
     std::fclose(other);
 }
 
+std::atomic<bool> childEnded;
+
 // Runs `work` in a child that ends by exit(), while `busy` runs on another thread.
 bool childEnds(void (*busy)(), void (*work)()) {
     std::thread other(busy);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     const pid_t child = fork();
     if (child == 0) {
-        alarm(10);
+        alarm(5);
         work();
         exit(0);
     }
     int status = -1;
     waitpid(child, &status, 0);
+    childEnded = true;
     other.join();
     return status == 0;
 }
@@ -178,6 +182,23 @@ TEST(Fork, LocksThatOthersHoldAreFreeInTheChild) {
     const ServiceGuard guard(forkedWord);
     EXPECT_TRUE(childEnds([] {}, [] { forkedOnce.run([] {}); }));
     EXPECT_EQ(forkedWord.load(), 1);
+}
+
+std::atomic<void*> blockOfOther;
+
+// The other thread is in and out of its cache's lock; the child gives back a block to that cache.
+TEST(Fork, CachesThatOthersUseAreFreeInTheChild) {
+    for (int i = 0; i < 20; ++i) {
+        blockOfOther = nullptr;
+        childEnded = false;
+        EXPECT_TRUE(childEnds(
+            [] {
+                blockOfOther = alignedAlloc(100, 64);
+                for (int k = 0; k < 3000000 && !childEnded; ++k) alignedFree(alignedAlloc(200, 64));
+                alignedFree(blockOfOther);
+            },
+            [] { alignedFree(blockOfOther.load()); }));
+    }
 }
 
 std::string message(MessageCatalog& catalog, std::int32_t id, std::int32_t argCount, ...) {
