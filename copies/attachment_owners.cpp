@@ -1,6 +1,6 @@
 // Who owns which attachments: the one list of tests that loaded payloads have to pass.
-#include "distributions/continuous/loaded_pairs.h"
 #include "distributions/discrete/poisson_setup.h"
+#include "distributions/shared/loaded_pairs.h"
 #include "generators/abstract.h"
 #include "streams/attachments.h"
 

@@ -10,13 +10,14 @@ namespace {
 
 constexpr GeneratorRow generatorRows[] = {
 #define KORVAN_GENERATOR(name, size, seedWords, includesZero, wordBytes, bits, members, bitWords, \
-                         wordMap, splitting, deriveTables)                                        \
+                         wordMap, splitting, waitingWords, deriveTables)                          \
     {{size, seedWords, includesZero, wordBytes, bits, name##Init, name##FillSingle,               \
       name##FillDouble, name##FillBits},                                                          \
      members,                                                                                     \
      BitWords::bitWords,                                                                          \
      WordMap::wordMap,                                                                            \
      Splitting::splitting,                                                                        \
+     waitingWords,                                                                                \
      name##IsState,                                                                               \
      deriveTables},
 #include "generators/generators.def"
@@ -24,23 +25,8 @@ constexpr GeneratorRow generatorRows[] = {
 };
 static_assert(sizeof generatorRows / sizeof generatorRows[0] == builtInGenerators);
 
-consteval bool areEqual(const char* x, const char* y) {
-    for (; *x == *y; ++x, ++y) {
-        if (*x == 0) return true;
-    }
-    return false;
-}
-
-consteval KernelCosts costsOf([[maybe_unused]] const char* kernel) {
-#define KORVAN_VECTOR_COST(copy, name, la, ha, ep) \
-    if (areEqual(#copy, KORVAN_COPY_NAME) && areEqual(#name, kernel)) return {la, ha, ep};
-#include "vectormath/vector_costs.def"
-#undef KORVAN_VECTOR_COST
-    return {3.0F, 3.0F, 3.0F};  // not measured
-}
-
 constexpr VectorKernels vectorKernels = {
-#define KORVAN_VECTOR_KERNEL(kernel, ...) .kernel = &kernel, .kernel##Costs = costsOf(#kernel),
+#define KORVAN_VECTOR_KERNEL(kernel, ...) .kernel = &kernel,
 #include "vectormath/vector_kernels.def"
 #undef KORVAN_VECTOR_KERNEL
 };

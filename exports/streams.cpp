@@ -79,8 +79,7 @@ std::int32_t vslCopyStreamState(StreamHandle destination, StreamHandle source) {
     if (status < 0) return refuse(name, 2, status);
     status = copyStreamState(destination, source);
     if (status >= 0 || status == RNG_STREAMS_INCOMPATIBLE) return status;
-    const std::int32_t position = status < -10 ? 1 : status <= -8 ? 0 : 2;
-    return refuse(name, position, status);
+    return refuse(name, status == RNG_NO_MEMORY ? 2 : 1, status);
 }
 
 std::int32_t vslLeapfrogStream(StreamHandle stream, std::int32_t k, std::int32_t nstreams) {

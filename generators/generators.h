@@ -16,12 +16,12 @@ using FillDoubleRoutine = std::remove_pointer_t<decltype(GeneratorProperties::fi
 using FillBitsRoutine = std::remove_pointer_t<decltype(GeneratorProperties::fillBits)>;
 using IsStateRoutine = std::remove_pointer_t<decltype(GeneratorRow::isState)>;
 
-#define KORVAN_PLANNED_GENERATOR(...)
 #define KORVAN_GENERATOR(name, ...) \
     InitRoutine name##Init;         \
     IsStateRoutine name##IsState;
 #include "generators/generators.def"
 #undef KORVAN_GENERATOR
+std::remove_pointer_t<decltype(GeneratorRow::waitingWords)> sfmt19937WaitingWords;
 std::remove_pointer_t<decltype(GeneratorRow::deriveTables)> sobolDeriveTables,
     niederreiterDeriveTables;
 
@@ -35,6 +35,5 @@ namespace KORVAN_COPY {
 #    undef KORVAN_GENERATOR
 }  // namespace KORVAN_COPY
 #endif
-#undef KORVAN_PLANNED_GENERATOR
 
 }  // namespace korvan

@@ -186,6 +186,13 @@ std::int32_t sfmt19937Init(std::int32_t op, StreamHandle stream, std::int32_t n,
 
 // After vslCopyStreamState, which leaves the tail out, the tail needn't be of the element before
 // the index.  Zeros stay zeros, and no seed gives them.
+static_assert(sfmtWords <= longestBlock);
+
+std::int32_t sfmt19937WaitingWords(const StreamRecord* stream) {
+    const auto& state = stateOf<Sfmt19937State>(stream);
+    return state.tailCount - state.tailPosition;
+}
+
 bool sfmt19937IsState(const StreamRecord* stream) {
     const auto& state = stateOf<Sfmt19937State>(stream);
     const bool inBlock = state.index >= 0 && state.index <= usedUp && state.index % 4 == 0;

@@ -95,6 +95,7 @@ std::int32_t registerGenerator(const GeneratorProperties* properties) {
         .bitWords = BitWords::refused,
         .wordMap = WordMap::other,
         .splitting = Splitting::bound,
+        .waitingWords = nullptr,
         .isState = origin ? origin->isState : nullptr,
         .deriveTables = origin ? origin->deriveTables : nullptr};
     rowCount.store(row + 1, std::memory_order_release);

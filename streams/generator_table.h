@@ -2,6 +2,8 @@
 // process, and the rows that callers register.
 #pragma once
 
+#include <cstddef>
+
 #include "korvan/random.h"
 #include "streams/stream_record.h"
 
@@ -24,9 +26,8 @@ enum class WordMap : std::int32_t {
 // Whether a fill may be made in parts of a thousand elements and more without anyone noticing: they
 // leave the state of one long fill, and if one of them fails it is the first.
 enum class Splitting : std::int32_t {
-    bound,       // no
-    inElements,  // if each part but the last ends with a whole element of SFMT19937
-    free,        // yes
+    bound,  // no
+    free,   // yes
 };
 
 struct GeneratorRow {
@@ -35,6 +36,9 @@ struct GeneratorRow {
     BitWords bitWords;
     WordMap wordMap;
     Splitting splitting;
+    // How many words of an element of four wait on the stream: a part of a split fill but the last
+    // has to end with a whole element.  Null: there are no such elements.
+    std::int32_t (*waitingWords)(const StreamRecord* stream);
     // True if a stream of this generator can be in the state that the record holds, with the
     // attachments that hang on it: no fill then leaves its bounds.  It may read the record's header
     // for the member.  Null: nobody can tell.
@@ -45,6 +49,9 @@ struct GeneratorRow {
 };
 
 inline constexpr std::int32_t builtInGenerators = 16;
+// Generators keep blocks of up to so many words, and leave the last words of a longer fill in them,
+// whatever was there before.
+inline constexpr std::size_t longestBlock = 624;
 inline constexpr std::int32_t generatorTableRows = 512;
 inline constexpr GeneratorId firstRegisteredId = (builtInGenerators + 1) << 20;
 

@@ -26,17 +26,9 @@ struct VectorKernel {
     Shape* ep;
 };
 
-// Expected cycles for each element of a long array, from vector_costs.def.  Nothing decides by
-// them yet.
-struct KernelCosts {
-    float la, ha, ep;
-};
-
-// One column: the kernels that a copy compiled, and their costs.
+// One column: the kernels that a copy compiled.
 struct VectorKernels {
-#define KORVAN_VECTOR_KERNEL(name, ...)    \
-    const VectorKernel<__VA_ARGS__>* name; \
-    KernelCosts name##Costs;
+#define KORVAN_VECTOR_KERNEL(name, ...) const VectorKernel<__VA_ARGS__>* name;
 #include "vectormath/vector_kernels.def"
 #undef KORVAN_VECTOR_KERNEL
 };

@@ -5,9 +5,9 @@
 // in single 4e-8 outside, where the tangent has the other sign.
 #include <bit>
 
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -6,11 +6,11 @@
 //
 // A call of method 1 may end between two partners.  The stream then keeps the pair of uniforms, and
 // the next call of method 1 begins with the other partner, under its own a and sigma.
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/normal-inl.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/normal-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
 #include "frame/memory.h"
 #include "streams/attachments.h"
 
@@ -139,7 +139,7 @@ std::int32_t boxMullerPaired(StreamHandle stream, std::size_t n, Real* r, Real a
 template <class Real>
 std::int32_t gaussian(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
                       Real sigma) {
-    const FloatingPointFrame frame(Replace<Real>::logarithmOrErfInv);
+    const LawFrame frame(Replace<Real>::logarithmOrErfInv);
     const auto count = static_cast<std::size_t>(n);
     switch (method) {
         case METHOD_GAUSSIAN_BOX_MULLER: return boxMuller(stream, count, r, a, sigma);

@@ -2,18 +2,18 @@
 // to the left.
 //
 // By inversion: x = a + beta ln(-ln u).
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
 
 template <class Real>
 std::int32_t gumbel(StreamHandle stream, std::int32_t n, Real* r, Real a, Real beta) {
-    const FloatingPointFrame frame(Replace<Real>::logarithm);
+    const LawFrame frame(Replace<Real>::logarithm);
     return inPasses(Pass::refined, n, r, [&](Real* pass, std::size_t count) {
         return drawAndUse<Real>(stream, count, pass, 0, 1, [&](Real* x, std::size_t m) {
             applyLn(m, x);

@@ -2,11 +2,11 @@
 //
 // An exponential magnitude with a sign of its own: x = a - beta ln u if v <= 1/2, a + beta ln u
 // otherwise, from a pair of uniforms (u, v).
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -28,7 +28,7 @@ HWY_INLINE void giveSigns(const Real* signs, std::size_t n, Real* r, Real a, Rea
 // The last drawing is made even if nothing is left.
 template <class Real>
 std::int32_t laplace(StreamHandle stream, std::int32_t n, Real* r, Real a, Real beta) {
-    const FloatingPointFrame frame(Replace<Real>::logarithm);
+    const LawFrame frame(Replace<Real>::logarithm);
     Real pairs[2 * blockPairs], signs[blockPairs];
     for (auto left = static_cast<std::size_t>(n);;) {
         const std::size_t count = left < blockPairs ? left : blockPairs;

@@ -2,9 +2,9 @@
 //
 // Only the method word 0 takes the normal variates from pairs; the accurate form of both methods
 // takes them from the inverse.
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -2,11 +2,11 @@
 // z = (x - a) / beta, x >= a.
 //
 // By inversion: x = a + beta sqrt(-ln u).
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -14,7 +14,7 @@ namespace {
 template <class Real>
 std::int32_t rayleigh(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real a,
                       Real beta) {
-    const FloatingPointFrame frame(Replace<Real>::singularLogarithm);
+    const LawFrame frame(Replace<Real>::singularLogarithm);
     const bool accurate = (method & METHOD_ACCURATE_FLAG) != 0;
     return inPasses(Pass::refined, n, r, [&](Real* pass, std::size_t count) {
         return drawAndUse<Real>(stream, count, pass, 0, 1, [&](Real* x, std::size_t m) {

@@ -1,9 +1,9 @@
 // Uniform reals on [a, b): the generator's own map of words to the interval, and the only door
 // through which other kernels reach the generators.
-#include "distributions/clamp-inl.h"
-#include "distributions/draw.h"
 #include "distributions/kernels.h"
-#include "distributions/large_fill-inl.h"
+#include "distributions/shared/clamp-inl.h"
+#include "distributions/shared/draw-inl.h"
+#include "distributions/shared/streamed_fill-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

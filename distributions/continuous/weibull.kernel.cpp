@@ -1,11 +1,11 @@
 // The Weibull law: density alpha z^(alpha - 1) exp(-z^alpha) / beta, z = (x - a) / beta, x >= a.
 //
 // By inversion: x = a + beta (-ln u)^(1 / alpha).
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 template <class Real>
 std::int32_t weibull(std::int32_t method, StreamHandle stream, std::int32_t n, Real* r, Real alpha,
                      Real a, Real beta) {
-    const FloatingPointFrame frame(Replace<Real>::singularLogarithm);
+    const LawFrame frame(Replace<Real>::singularLogarithm);
     const bool accurate = (method & METHOD_ACCURATE_FLAG) != 0;
     const Real exponent = 1 / alpha;
     return inPasses(Pass::refined, n, r, [&](Real* pass, std::size_t count) {

@@ -4,9 +4,9 @@
 // u < p is a comparison of integers.
 #include <bit>
 
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/discrete/truncate-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/truncate-inl.h"
 
 namespace korvan::KORVAN_COPY {
 

@@ -2,12 +2,12 @@
 //
 // By inversion: floor(ln u / ln(1 - p)), in single precision.  A uniform of 0 counts as the
 // smallest positive number.
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/replacements.h"
-#include "distributions/continuous/transforms-inl.h"
-#include "distributions/discrete/truncate-inl.h"
-#include "distributions/draw.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/draw-inl.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/transforms-inl.h"
+#include "distributions/shared/truncate-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
@@ -28,7 +28,7 @@ HWY_INLINE Integers floorOf(Singles x) {
 
 std::int32_t viRngGeometric(std::int32_t, StreamHandle stream, std::int32_t n, std::int32_t* r,
                             double p) {
-    const FloatingPointFrame frame(Replace<float>::singularLogarithm);
+    const LawFrame frame(Replace<float>::singularLogarithm);
     double lnOfFailure = 1.0 - p;
     call(vdLnBaseline.ha, 1, &lnOfFailure, &lnOfFailure);
     const hn::ScalableTag<float> tag;

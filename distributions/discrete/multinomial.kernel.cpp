@@ -5,10 +5,10 @@
 // drawn again if the sum came out too large.  Few trials over many categories are all single ones.
 #include <cstring>
 
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_means-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/replacements.h"
 #include "frame/memory.h"
 
 namespace korvan::KORVAN_COPY {
@@ -187,7 +187,7 @@ std::int32_t viRngMultinomial(std::int32_t, StreamHandle stream, std::int32_t n,
         return RNG_OK;
     }
 
-    const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
+    const LawFrame frame(Replace<float>::logarithmOrErfInv);
     // Terms serve many rows; where they would take more than the caches, they are made anew.
     constexpr std::size_t mostPrepared = 1 << 14;
     const std::size_t groups = (categories + groupOfMeans - 1) / groupOfMeans;

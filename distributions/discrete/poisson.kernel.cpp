@@ -5,14 +5,14 @@
 // algorithm PTPE, in single precision.
 // Method 1: a normal variate through a polynomial whose coefficients depend on the mean (the
 // expansion after Cornish and Fisher, fitted), or for means below 1 a uniform and a search.
-#include "distributions/continuous/floating_point_frame.h"
-#include "distributions/continuous/normal-inl.h"
-#include "distributions/continuous/replacements.h"
 #include "distributions/discrete/poisson_setup.h"
 #include "distributions/discrete/poisson_tables.h"
-#include "distributions/discrete/rejection-inl.h"
-#include "distributions/discrete/table_search-inl.h"
 #include "distributions/kernels.h"
+#include "distributions/shared/law_frame-inl.h"
+#include "distributions/shared/normal-inl.h"
+#include "distributions/shared/rejection-inl.h"
+#include "distributions/shared/replacements.h"
+#include "distributions/shared/table_search-inl.h"
 #include "frame/memory.h"
 
 namespace korvan::KORVAN_COPY {
@@ -225,7 +225,7 @@ std::int32_t byRejection(StreamHandle stream, std::int32_t n, std::int32_t* r,
 }
 
 std::int32_t exact(StreamHandle stream, std::int32_t n, std::int32_t* r, double lambda) {
-    const FloatingPointFrame frame(Replace<float>::singularLogarithm);
+    const LawFrame frame(Replace<float>::singularLogarithm);
     if (!(lambda < 0x1p31)) return RNG_BAD_ARGUMENT;
     PoissonSetup* setup;
     if (const std::int32_t status = findSetup(stream, &setup); status < 0) return status;
@@ -350,7 +350,7 @@ std::int32_t largeByNormals(StreamHandle stream, std::int32_t n, std::int32_t* r
 }
 
 std::int32_t approximate(StreamHandle stream, std::int32_t n, std::int32_t* r, double lambda) {
-    const FloatingPointFrame frame(Replace<float>::logarithmOrErfInv);
+    const LawFrame frame(Replace<float>::logarithmOrErfInv);
     if (lambda < 1) return smallByUniforms(stream, n, r, lambda);
     return lambda < 100 ? middleByNormals(stream, n, r, lambda)
                         : largeByNormals(stream, n, r, lambda);

@@ -5,9 +5,9 @@
 // inverted by a few terms of the series of exp(mean).
 #pragma once
 
-#include "distributions/continuous/normal-inl.h"
 #include "distributions/discrete/poisson_tables.h"
-#include "distributions/discrete/truncate-inl.h"
+#include "distributions/shared/normal-inl.h"
+#include "distributions/shared/truncate-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -1,6 +1,6 @@
 // The generator's own words, and uniform words of 32 and 64 bits.
 #include "distributions/kernels.h"
-#include "distributions/large_fill-inl.h"
+#include "distributions/shared/streamed_fill-inl.h"
 #include "streams/generator_table.h"
 
 namespace korvan::KORVAN_COPY {

@@ -4,7 +4,7 @@
 // u = w / 2^32, floor(a + (b - a) u) = a + high((b - a) w).  The double has 32 bits behind the
 // point and, with a and b of at most 2^20 in size, 21 before it, so that nothing is rounded.
 #include "distributions/kernels.h"
-#include "distributions/large_fill-inl.h"
+#include "distributions/shared/streamed_fill-inl.h"
 #include "hwy/highway.h"
 
 namespace korvan::KORVAN_COPY {

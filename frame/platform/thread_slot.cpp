@@ -2,8 +2,6 @@
 
 #include <pthread.h>
 
-#include "frame/service_lock.h"
-
 namespace korvan {
 
 void* ThreadSlot::get() {
@@ -13,12 +11,12 @@ void* ThreadSlot::get() {
 
 bool ThreadSlot::set(void* value, AtThreadEnd atEnd) {
     if (key_.load(std::memory_order_acquire) == unmade) {
-        const ServiceGuard guard(lock_);
-        if (key_.load(std::memory_order_relaxed) == unmade) {
-            pthread_key_t key;
-            const bool made = pthread_key_create(&key, atEnd) == 0;
-            key_.store(made ? static_cast<std::int32_t>(key) : failed, std::memory_order_release);
-        }
+        pthread_key_t made;
+        const bool isMade = pthread_key_create(&made, atEnd) == 0;
+        std::int32_t expected = unmade;
+        const bool isFirst = key_.compare_exchange_strong(
+            expected, isMade ? static_cast<std::int32_t>(made) : failed);
+        if (isMade && !isFirst) pthread_key_delete(made);
     }
     const std::int32_t key = key_.load(std::memory_order_acquire);
     return key >= 0 && pthread_setspecific(static_cast<pthread_key_t>(key), value) == 0;

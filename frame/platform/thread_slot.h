@@ -22,7 +22,6 @@ class ThreadSlot {
   private:
     static constexpr std::int32_t unmade = -1, failed = -2;
 
-    std::atomic<std::int32_t> lock_{0};
     std::atomic<std::int32_t> key_{unmade};
 };
 

@@ -14,7 +14,7 @@
 #include <limits>
 #include <vector>
 
-#include "distributions/continuous/replacements.h"
+#include "distributions/shared/replacements.h"
 #include "support.h"
 #include "vector_calls.h"
 

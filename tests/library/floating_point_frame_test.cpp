@@ -1,5 +1,5 @@
 #define KORVAN_COPY testing
-#include "distributions/continuous/floating_point_frame.h"
+#include "distributions/shared/law_frame-inl.h"
 
 #include <fenv.h>
 
@@ -21,14 +21,14 @@ Registers registers() {
 }
 
 // A trap inside would end the program.
-TEST(FloatingPointFrame, MasksInsideAndGivesBackTheCallersRegisters) {
+TEST(LawFrame, MasksInsideAndGivesBackTheCallersRegisters) {
     volatile double zero = 0, one = 1;
     volatile long double longZero = 0;
     feclearexcept(FE_ALL_EXCEPT);
     ASSERT_NE(feenableexcept(FE_DIVBYZERO | FE_INVALID), -1);
     const Registers before = registers();
     {
-        const FloatingPointFrame frame(nullptr);
+        const LawFrame frame(nullptr);
         EXPECT_TRUE(std::isinf(one / zero));
         EXPECT_TRUE(std::isnan(longZero / longZero));
         EXPECT_EQ(registers().sse & 0x1F80, 0x1F80u);

@@ -1,4 +1,4 @@
-#include "distributions/discrete/pack_tables.h"
+#include "distributions/shared/pack_tables.h"
 
 namespace korvan {
 namespace {

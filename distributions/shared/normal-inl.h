@@ -1,8 +1,8 @@
 // Normal variates by inversion, sqrt(2) erf^-1(v) with v uniform on [-1, 1), for kernel files.
 #pragma once
 
-#include "distributions/continuous/passes-inl.h"
-#include "distributions/continuous/transforms-inl.h"
+#include "distributions/shared/passes-inl.h"
+#include "distributions/shared/transforms-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -16,25 +16,24 @@
 namespace korvan::KORVAN_COPY {
 namespace {
 
-class FloatingPointFrame {
+class LawFrame {
   public:
-    [[gnu::always_inline]] explicit FloatingPointFrame(ErrorCallback callback)
-        : sse_(_mm_getcsr()) {
+    [[gnu::always_inline]] explicit LawFrame(ErrorCallback callback) : sse_(_mm_getcsr()) {
         asm volatile("fnclex\n\tfnstcw %0" : "=m"(x87_));
         if ((x87_ & x87Masks) != x87Masks) loadX87(static_cast<std::uint16_t>(x87_ | x87Masks));
         if ((sse_ & sseMasks) != sseMasks) _mm_setcsr(sse_ | sseMasks);
         mode_ = setModeWord(VML_ERRMODE_CALLBACK);
         callback_ = setErrorCallback(callback);
     }
-    [[gnu::always_inline]] ~FloatingPointFrame() {
+    [[gnu::always_inline]] ~LawFrame() {
         setErrorCallback(callback_);
         setModeWord(mode_);
         asm volatile("fnclex");  // a flag left here would trap once it is unmasked
         loadX87(x87_);
         _mm_setcsr(sse_);
     }
-    FloatingPointFrame(const FloatingPointFrame&) = delete;
-    FloatingPointFrame& operator=(const FloatingPointFrame&) = delete;
+    LawFrame(const LawFrame&) = delete;
+    LawFrame& operator=(const LawFrame&) = delete;
 
   private:
     static constexpr std::uint16_t x87Masks = 0x3F;

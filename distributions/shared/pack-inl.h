@@ -3,8 +3,8 @@
 // Highway's Compress does the same; g++ 12 copies its table to the stack at each use.
 #pragma once
 
-#include "distributions/discrete/pack_tables.h"
-#include "distributions/discrete/truncate-inl.h"
+#include "distributions/shared/pack_tables.h"
+#include "distributions/shared/truncate-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -11,8 +11,8 @@
 // their test.
 #pragma once
 
-#include "distributions/discrete/pack-inl.h"
-#include "distributions/draw.h"
+#include "distributions/shared/draw-inl.h"
+#include "distributions/shared/pack-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {

@@ -1,4 +1,4 @@
-#include "distributions/continuous/replacements.h"
+#include "distributions/shared/replacements.h"
 
 #include <type_traits>
 

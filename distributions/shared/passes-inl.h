@@ -6,8 +6,8 @@
 
 #include <cstddef>
 
-#include "distributions/draw.h"
-#include "distributions/parts-inl.h"
+#include "distributions/shared/draw-inl.h"
+#include "distributions/shared/parts-inl.h"
 #include "frame/branch.h"
 #include "hwy/highway.h"
 

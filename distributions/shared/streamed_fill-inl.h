@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "distributions/parts-inl.h"
+#include "distributions/shared/parts-inl.h"
 #include "streams/generator_table.h"
 
 namespace korvan::KORVAN_COPY {

@@ -3,16 +3,12 @@
 
 #include <cstddef>
 
-#include "generators/sfmt19937.h"
 #include "streams/generator_table.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
 
-// A part, the last one in particular, has to have more than this: generators keep blocks of up to
-// so many words, and leave the last words of a longer fill in them, whatever was there before.
-constexpr std::size_t longestBlock = sfmtWords;
-
+// A part, the last one in particular, has to have more than longestBlock words.
 [[gnu::always_inline]] inline bool canBeSplit(const GeneratorRow& row) {
     return row.splitting != Splitting::bound;
 }
@@ -20,9 +16,7 @@ constexpr std::size_t longestBlock = sfmtWords;
 // By how much the first part has to exceed a multiple of four elements.
 [[gnu::always_inline]] inline std::size_t firstExcess(const GeneratorRow& row,
                                                       const StreamRecord* stream) {
-    if (row.splitting != Splitting::inElements) return 0;
-    const auto& state = stateOf<Sfmt19937State>(stream);
-    return static_cast<std::size_t>(state.tailCount - state.tailPosition);
+    return row.waitingWords ? static_cast<std::size_t>(row.waitingWords(stream)) : 0;
 }
 
 }  // namespace

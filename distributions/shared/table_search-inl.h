@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "distributions/discrete/truncate-inl.h"
-#include "distributions/draw.h"
+#include "distributions/shared/draw-inl.h"
+#include "distributions/shared/truncate-inl.h"
 
 namespace korvan::KORVAN_COPY {
 namespace {
