@@ -18,10 +18,10 @@ constinit BranchChoice choice{systemPlatform(), processor, reproducibility};
 std::int32_t branchNumber() {
     return choice.branchNumber();
 }
-std::int32_t level() {
+Level level() {
     return choice.level();
 }
-std::int32_t refinedLevel() {
+Level refinedLevel() {
     return choice.refinedLevel();
 }
 bool isTunedVendor() {

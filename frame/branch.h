@@ -6,17 +6,18 @@
 
 #include <cstdint>
 
+#include "frame/levels.h"
+
 namespace korvan {
 
 // The branch number, 0 to 11, never 10: computed at the first call and then kept.
 std::int32_t branchNumber();
 
-// The instruction-set class behind the detected branch: 2 SSE3, 4 SSSE3, 5 SSE4.2, 6 AVX, 7 AVX2,
-// 9 AVX-512. A forced branch number leaves it alone.
-std::int32_t level();
+// The instruction-set class of the detected branch. A forced branch number leaves it alone.
+Level level();
 
-// The same with the refinements that the class was folded from: 11 to 14 stand behind AVX-512.
-std::int32_t refinedLevel();
+// The same with its refinements told apart.
+Level refinedLevel();
 
 // Made by one of the makers whose processors the kernels are measured and tuned on.
 bool isTunedVendor();

@@ -19,11 +19,11 @@ std::int32_t BranchChoice::branchNumber() {
     return override_ != -1 ? override_ : computed().branch;
 }
 
-std::int32_t BranchChoice::level() {
+Level BranchChoice::level() {
     return computed().level;
 }
 
-std::int32_t BranchChoice::refinedLevel() {
+Level BranchChoice::refinedLevel() {
     return computed().refined;
 }
 
@@ -47,42 +47,44 @@ std::int32_t BranchChoice::overriddenBranch() const {
 
 const BranchChoice::Result& BranchChoice::computed() {
     computed_.run([this] {
-        const std::int32_t refined = refinedLevelForMode(reproducibility_.get(1));
-        isBelowMinimum_ = refined < 0;
+        const Level refined = refinedLevelForMode(reproducibility_.get(1));
+        isBelowMinimum_ = refined == Level::belowMinimum;
         if (isBelowMinimum_) return;
-        const std::int32_t level = foldedLevel(refined);
+        const LevelRow& row = *levelRow(foldedLevel(refined));
         // Compatible code is told from the SSE3 class by its branch number alone.
-        result_ = {branchOfLevel(level), level == 1 ? 2 : level, refined};
+        const Level level = row.level == Level::compatible ? Level::sse3 : row.level;
+        result_ = {row.branch, level, refined};
     });
     if (isBelowMinimum_) fatalExit(1);
     return result_;
 }
 
-std::int32_t BranchChoice::levelForMode(std::int32_t mode) {
-    const std::int32_t refined = refinedLevelForMode(mode);
-    return refined < 0 ? refined : foldedLevel(refined);
+Level BranchChoice::levelForMode(std::int32_t mode) {
+    const Level refined = refinedLevelForMode(mode);
+    return refined == Level::belowMinimum ? refined : foldedLevel(refined);
 }
 
-std::int32_t BranchChoice::refinedLevelForMode(std::int32_t mode) {
+Level BranchChoice::refinedLevelForMode(std::int32_t mode) {
     if (mode == reproducibilityNotSet || mode == reproducibilityAuto) return detectLevel();
-    const std::int32_t limit = processor_.instructionLimit();
-    const std::int32_t level = foldedLevel(requestedLevel(mode));
-    if (level < 0) {
+    const Level limit{processor_.instructionLimit()};
+    const Level level = foldedLevel(requestedLevel(mode));
+    if (level == Level::notALevel) {
         printMessage(0, modeRefused, 0);
         return detectLevel();
     }
     // The limit's code and the class are numbers of different scales; that they are compared, and
-    // the code is taken for a class, is how the limit acts on a pinned mode.
-    const bool isLimited = limit >= 0 && level > limit && !processor_.supportsLevel(limit);
+    // the code is taken for a class, is how the limit acts on a pinned mode. Every processor counts
+    // as one that has the classes below SSE4.2.
+    const bool isLimited = limit >= Level::sse42 && level > limit && !processor_.supports(limit);
     return isLimited ? detectLevel() : level;
 }
 
-std::int32_t BranchChoice::detectLevel() {
-    const std::int32_t level = processor_.detectedLevel();
-    if (level >= 0) return level;
+Level BranchChoice::detectLevel() {
+    const Level level = processor_.detectedLevel();
+    if (level != Level::belowMinimum) return level;
     printMessage(0, minimumNotMet, 0);
     printMessage(0, minimumIsSse3, 0);
-    return -1;
+    return Level::belowMinimum;
 }
 
 }  // namespace korvan

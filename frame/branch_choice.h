@@ -19,22 +19,23 @@ class BranchChoice {
     // branchNumber() and level() of frame/branch.h. On a processor below the minimum they end the
     // process with code 1; should an exit hook return, both are 0, the copy that runs anywhere.
     std::int32_t branchNumber();
-    std::int32_t level();
-    std::int32_t refinedLevel();
+    Level level();
+    Level refinedLevel();
 
-    // The class for a reproducibility mode, refinements folded; -1, with two messages printed,
-    // where a processor below the minimum would have to choose it.
-    std::int32_t levelForMode(std::int32_t mode);
+    // The class for a reproducibility mode, refinements folded; with two messages printed where a
+    // processor below the minimum would have to choose it.
+    Level levelForMode(std::int32_t mode);
 
   private:
     struct Result {
-        std::int32_t branch, level, refined;
+        std::int32_t branch;
+        Level level, refined;
     };
 
     std::int32_t overriddenBranch() const;
     const Result& computed();
-    std::int32_t refinedLevelForMode(std::int32_t mode);
-    std::int32_t detectLevel();
+    Level refinedLevelForMode(std::int32_t mode);
+    Level detectLevel();
 
     const Platform& platform_;
     Processor& processor_;
@@ -43,7 +44,7 @@ class BranchChoice {
     std::int32_t override_ = -1;
     OneTime computed_;
     bool isBelowMinimum_ = false;
-    Result result_ = {0, 0, 0};
+    Result result_ = {0, Level::unspecified, Level::unspecified};
 };
 
 }  // namespace korvan

@@ -59,6 +59,15 @@ void forEachNamed(const char* list, Visit visit) {
     }
 }
 
+template <typename Bits>
+bool holdsAll(const Bits& bits, const char* names) {
+    bool all = true;
+    forEachNamed(names, [&](const FeatureRow* row) {
+        all = all && row != nullptr && bits[static_cast<std::size_t>(row->feature)];
+    });
+    return all;
+}
+
 }  // namespace
 
 const FeatureRow* findFeature(const char* lowerCaseName, std::size_t length) {
@@ -88,10 +97,11 @@ void FeatureWords::probe(const Platform& platform) {
 }
 
 bool FeatureWords::hasAll(const char* names) const {
-    bool all = true;
-    forEachNamed(names,
-                 [&](const FeatureRow* row) { all = all && row != nullptr && has(row->feature); });
-    return all;
+    return holdsAll(usable_, names);
+}
+
+bool FeatureWords::reportsAll(const char* names) const {
+    return holdsAll(reported_, names);
 }
 
 }  // namespace korvan

@@ -65,8 +65,8 @@ class FeatureWords {
     // Has every feature of a comma-separated list of lower-case names; empty names ask nothing.
     bool hasAll(const char* names) const;
 
-    // CPUID reports it, whatever the system and the settings say.
-    bool reports(Feature feature) const { return reported_[static_cast<std::size_t>(feature)]; }
+    // CPUID reports them all, whatever the system and the settings say.
+    bool reportsAll(const char* names) const;
 
   private:
     std::bitset<256> usable_;  // room for every value of a Feature

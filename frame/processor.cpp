@@ -10,40 +10,37 @@ namespace {
 
 constexpr const char* tunedVendors[] = {"GenuineIntel", "AuthenticAMD"};
 
+// The classes that detection may choose, best first.
+using enum Level;
+constexpr Level choices[] = {avx512E4, avx512E3, avx512E2, avx512E1, avx512, avx2E1,
+                             avx2,     avx,      sse42,    ssse3,    sse3};
+
 struct LimitRow {
     const char* word;
     std::int32_t code;
-    std::int32_t level;  // that the processor must support for the limit to act
-    AllowFlags allow;
+    Level level;  // that the processor must support for the limit to act
+    LevelSet allowed;
 };
 
-// Flags in the order sse42, avx, avx2, avx2E1, avx512, avx512E1, E2, E3, E4.
+constexpr LevelSet toSse42{sse3, ssse3, sse42},
+    toAvx = toSse42.with({avx}), toAvx2 = toAvx.with({avx2}), toAvx512 = toAvx2.with({avx512}),
+    toAvx512E1 = toAvx512.with({avx512E1});
+
 constexpr LimitRow limits[] = {
-    {"AVX512_E4", 9, 14, {true, true, true, false, true, true, true, true, true}},
-    {"AVX512_E3", 8, 13, {true, true, true, false, true, true, false, true, false}},
-    {"AVX512_E2", 7, 12, {true, true, true, false, true, true, true, false, false}},
-    {"AVX512_E1", 6, 11, {true, true, true, false, true, true, false, false, false}},
-    {"AVX512", 4, 9, {true, true, true, false, true, false, false, false, false}},
-    {"AVX2_E1", 10, 15, {true, true, true, true, false, false, false, false, false}},
-    {"AVX2", 2, 7, {true, true, true, false, false, false, false, false, false}},
-    {"AVX", 1, 6, {true, true, false, false, false, false, false, false, false}},
-    {"SSE4_2", 0, 5, {true, false, false, false, false, false, false, false, false}},
+    {"AVX512_E4", 9, avx512E4, toAvx512E1.with({avx512E2, avx512E3, avx512E4})},
+    {"AVX512_E3", 8, avx512E3, toAvx512E1.with({avx512E3})},
+    {"AVX512_E2", 7, avx512E2, toAvx512E1.with({avx512E2})},
+    {"AVX512_E1", 6, avx512E1, toAvx512E1},
+    {"AVX512", 4, avx512, toAvx512},
+    {"AVX2_E1", 10, avx2E1, toAvx2.with({avx2E1})},
+    {"AVX2", 2, avx2, toAvx2},
+    {"AVX", 1, avx, toAvx},
+    {"SSE4_2", 0, sse42, toSse42},
 };
 
 constexpr std::size_t longestLimitWord = 29;
 
 }  // namespace
-
-std::int32_t foldedLevel(std::int32_t level) {
-    constexpr std::int32_t folded[] = {0, 1, 2, 3, 4, 5, 6, 7, 7, 9, 7, 9, 9, 9, 9, 7};
-    if (level < 0 || level >= static_cast<std::int32_t>(std::size(folded))) return -4;
-    return folded[level];
-}
-
-// Branch 1 has no class of its own, nor has branch 6.
-std::int32_t branchOfLevel(std::int32_t level) {
-    return level + (level > 0) + (level > 4);
-}
 
 bool isTunedVendor(const Platform& platform) {
     const CpuidRegisters leaf = platform.cpuid(0, 0);
@@ -88,22 +85,12 @@ bool Processor::hasAesGenerator() const {
     return (leaf.edx >> 26 & 1) != 0 && (leaf.ecx >> 25 & 1) != 0;
 }
 
-bool Processor::supportsLevel(std::int32_t level) {
-    using enum Feature;
+bool Processor::supports(Level level) {
+    const LevelRow* row = levelRow(level);
+    if (!row) return false;
     probe();
-    switch (level) {
-        case 5: return has(sse42);
-        case 6: return has(avx);
-        case 7: return has(avx2) && has(fma) && has(bmi) && has(lzcnt) && has(pclmulqdq);
-        case 9: return has(avx512f) && has(avx512dq) && has(avx512bw) && has(avx512vl);
-        case 11: return has(avx512vnni);
-        case 12: return has(avx512f) && has(vaes) && has(vpclmulqdq);
-        // Asked of CPUID itself: these can't be disabled.
-        case 13: return features_.reports(avx512bf16);
-        case 14: return features_.reports(avx512fp16);
-        case 15: return features_.reports(avxVnni);
-        default: return true;
-    }
+    return row->told == FeatureSource::words ? features_.hasAll(row->features)
+                                             : features_.reportsAll(row->features);
 }
 
 void Processor::readLimit() {
@@ -113,7 +100,7 @@ void Processor::readLimit() {
         for (const LimitRow& row : limits) {
             if (std::strcmp(word, row.word) != 0) continue;
             limit_ = row.code;
-            if (isTunedVendor() && supportsLevel(row.level)) allow_ = row.allow;
+            if (isTunedVendor() && supports(row.level)) allowed_ = row.allowed;
             return;
         }
     });
@@ -124,29 +111,19 @@ std::int32_t Processor::instructionLimit() {
     return limit_;
 }
 
-std::int32_t Processor::detectedLevel() {
+Level Processor::detectedLevel() {
     readLimit();
-    return isTunedVendor() && allow_.avx && supportsLevel(6) ? avxLevel() : sseLevel();
-}
-
-std::int32_t Processor::avxLevel() {
-    if (!supportsLevel(7)) return 6;
-    if (allow_.avx512 && supportsLevel(9)) {
-        if (allow_.avx512E4 && supportsLevel(14)) return 14;
-        if (allow_.avx512E3 && supportsLevel(13)) return 13;
-        if (allow_.avx512E2 && supportsLevel(12)) return 12;
-        if (allow_.avx512E1 && supportsLevel(11)) return 11;
-        return 9;
+    for (const Level level : choices) {
+        if (reaches(level)) return level;
     }
-    if (allow_.avx2E1 && supportsLevel(15)) return 15;
-    return allow_.avx2 ? 7 : 6;
+    return belowMinimum;
 }
 
-std::int32_t Processor::sseLevel() {
-    if (allow_.sse42 && has(Feature::sse42)) return 5;
-    if (has(Feature::ssse3)) return 4;
-    if (has(Feature::sse3)) return 2;
-    return -1;
+// Processors of other makers are told by SSE alone.
+bool Processor::reaches(Level level) {
+    const LevelRow& row = *levelRow(level);
+    if (!allowed_.has(level) || !supports(level)) return false;
+    return level == avx ? isTunedVendor() : row.within == unspecified || reaches(row.within);
 }
 
 }  // namespace korvan

@@ -2,16 +2,37 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 #include "frame/features.h"
+#include "frame/levels.h"
 #include "frame/one_time.h"
 #include "frame/platform/platform.h"
 
 namespace korvan {
 
-// Classes that detection may choose. The refinements of a class are named after its setting.
-struct AllowFlags {
-    bool sse42, avx, avx2, avx2E1, avx512, avx512E1, avx512E2, avx512E3, avx512E4;
+class LevelSet {
+  public:
+    constexpr LevelSet(std::initializer_list<Level> levels) {
+        for (const Level level : levels) bits_ |= bitOf(level);
+    }
+    static constexpr LevelSet ofAll() {
+        LevelSet all{};
+        all.bits_ = ~0U;
+        return all;
+    }
+    constexpr LevelSet with(LevelSet others) const {
+        others.bits_ |= bits_;
+        return others;
+    }
+    constexpr bool has(Level level) const { return (bits_ & bitOf(level)) != 0; }
+
+  private:
+    static constexpr std::uint32_t bitOf(Level level) {
+        return std::uint32_t{1} << static_cast<std::uint32_t>(level);
+    }
+
+    std::uint32_t bits_ = 0;
 };
 
 class Processor {
@@ -29,19 +50,16 @@ class Processor {
     // The code of QVX_ENABLE_INSTRUCTIONS, -1 for none.
     std::int32_t instructionLimit();
 
-    // Has what the instruction-set class `level` is named for: true for the classes below 5, for 8
-    // and for 10, which are named for nothing.
-    bool supportsLevel(std::int32_t level);
+    // Has what a class is named for, but not what is named for the classes that it lies within.
+    bool supports(Level level);
 
-    // The highest class that the processor has and the limit allows, refinements told apart: 2, 4,
-    // 5, 6, 7, 9, 11 to 15; -1 for a processor below SSE3.
-    std::int32_t detectedLevel();
+    // The highest class that the processor has and the limit allows, refinements told apart.
+    Level detectedLevel();
 
   private:
     void probe();
     void readLimit();
-    std::int32_t avxLevel();
-    std::int32_t sseLevel();
+    bool reaches(Level level);
 
     const Platform& platform_;
     OneTime probed_;
@@ -49,14 +67,8 @@ class Processor {
     bool tunedVendor_ = false;
     OneTime limitRead_;
     std::int32_t limit_ = -1;
-    AllowFlags allow_ = {true, true, true, true, true, true, true, true, true};
+    LevelSet allowed_ = LevelSet::ofAll();
 };
-
-// Folds the refinements of a class into it; -4 stands for what isn't a class.
-std::int32_t foldedLevel(std::int32_t level);
-
-// The branch number of a folded class.
-std::int32_t branchOfLevel(std::int32_t level);
 
 // Whether CPUID names one of the makers whose processors the kernels are tuned for.
 bool isTunedVendor(const Platform& platform);

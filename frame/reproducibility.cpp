@@ -10,23 +10,24 @@ namespace {
 
 constexpr std::int32_t allowedBits = 0x1FFFF;
 
+constexpr std::int32_t modeOf(Level level) {
+    return levelRow(level)->mode;
+}
+
+// SSE4.1 has a mode, but no class of its own.
+constexpr std::int32_t modeSse41 = modeOf(Level::ssse3) + 1;
+
 constexpr struct {
     const char* name;
     std::int32_t mode;
 } modes[] = {
-    {"AUTO", reproducibilityAuto},
-    {"COMPATIBLE", reproducibilityCompatible},
-    {"SSE2", 4},
-    {"SSE3", 4},
-    {"SSSE3", 6},
-    {"SSE4_1", 7},
-    {"SSE4_2", 8},
-    {"AVX", 9},
-    {"AVX2", 10},
-    {"AVX512_MIC", 10},
-    {"AVX512", 12},
-    {"AVX512_MIC_E1", 10},
-    {"AVX512_E1", 14},
+    {"AUTO", reproducibilityAuto},          {"COMPATIBLE", reproducibilityCompatible},
+    {"SSE2", modeOf(Level::sse3)},          {"SSE3", modeOf(Level::sse3)},
+    {"SSSE3", modeOf(Level::ssse3)},        {"SSE4_1", modeSse41},
+    {"SSE4_2", modeOf(Level::sse42)},       {"AVX", modeOf(Level::avx)},
+    {"AVX2", modeOf(Level::avx2)},          {"AVX512_MIC", modeOf(Level::avx2)},
+    {"AVX512", modeOf(Level::avx512)},      {"AVX512_MIC_E1", modeOf(Level::avx2)},
+    {"AVX512_E1", modeOf(Level::avx512E1)},
 };
 
 std::int32_t modeNamed(std::string_view name) {
@@ -40,7 +41,7 @@ std::string_view withoutClosingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-// Cuts a closing ",STRICT" off; blanks may stand before and behind the word.
+// Cuts a closing ",STRICT" off; blanks may stand before and after the word.
 bool cutStrict(std::string_view* value) {
     constexpr std::string_view word = "STRICT";
     std::string_view head = withoutClosingBlanks(*value);
@@ -75,40 +76,23 @@ std::int32_t Reproducibility::readWord() {
 // A mode promises the numbers of a copy. It may use instructions that its class isn't told by, and
 // without them another copy would run.
 bool Reproducibility::hasCopyOf(std::int32_t mode) {
-    const std::int32_t level = foldedLevel(requestedLevel(mode));
-    return level < 0 || processor_.hasFeatures(copyFeatures(branchOfLevel(level)));
+    const LevelRow* row = levelRow(requestedLevel(mode));
+    return !row || processor_.hasFeatures(copyFeatures(row->branch));
 }
 
 std::int32_t Reproducibility::ceiling() {
-    switch (processor_.detectedLevel()) {
-        case 4: return processor_.has(Feature::sse41) ? 7 : 6;
-        case 5: return 8;
-        case 6: return 9;
-        case 7:
-        case 15: return 10;
-        case 9: return 12;
-        case 11:
-        case 12:
-        case 13:
-        case 14: return 14;
-        default: return 4;
-    }
+    const Level level = processor_.detectedLevel();
+    if (level == Level::belowMinimum) return modeOf(Level::sse3);
+    return level == Level::ssse3 && processor_.has(Feature::sse41) ? modeSse41 : modeOf(level);
 }
 
-std::int32_t requestedLevel(std::int32_t mode) {
-    switch (mode) {
-        case reproducibilityCompatible: return 1;
-        case 4:
-        case 5: return 2;
-        case 6:
-        case 7: return 4;
-        case 8: return 5;
-        case 9: return 6;
-        case 10: return 7;
-        case 12: return 9;
-        case 14: return 11;
-        default: return -4;
+Level requestedLevel(std::int32_t mode) {
+    if (mode == modeOf(Level::sse3) + 1 || mode == modeSse41) --mode;
+    if (mode < reproducibilityCompatible) return Level::notALevel;
+    for (const LevelRow& row : levelTable) {
+        if (row.mode == mode) return row.level;
     }
+    return Level::notALevel;
 }
 
 bool isModeGranted(std::int32_t word, bool isTuned, std::int32_t ceiling) {

@@ -39,8 +39,8 @@ class Reproducibility {
     std::int32_t word_ = -1;
 };
 
-// The class that a mode asks for; -4 for a mode that asks for none.
-std::int32_t requestedLevel(std::int32_t mode);
+// The class that a mode asks for.
+Level requestedLevel(std::int32_t mode);
 
 // Whether a processor, of a tuned make or not, grants a mode word.
 bool isModeGranted(std::int32_t word, bool isTuned, std::int32_t ceiling);

@@ -24,8 +24,9 @@ template <class Real>
 HWY_INLINE std::size_t passElements(Pass pass, std::size_t n) {
 #if KORVAN_COPY_BRANCH == 11
     constexpr std::size_t standard = 32768 / sizeof(Real);
-    const std::int32_t refined = refinedLevel();
-    const bool isLonger = pass == Pass::refined && refined >= 12 && refined <= 14;
+    const Level refined = refinedLevel();
+    const bool isLonger =
+        pass == Pass::refined && refined >= Level::avx512E2 && refined <= Level::avx512E4;
     const std::size_t elements = isLonger ? standard / 2 * 3 : standard;
     return n < elements ? n : elements;
 #else

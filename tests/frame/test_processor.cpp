@@ -101,6 +101,10 @@ TEST(Features, LeavesBeyondTheLastAreNotBelieved) {
     EXPECT_EQ(featureCount(madeUp.platform), 1);
 }
 
+constexpr std::int32_t number(Level level) {
+    return static_cast<std::int32_t>(level);
+}
+
 const std::string vnni = avx512Class + "avx512vnni ";
 const std::string vaes = vnni + "vaes vpclmulqdq ";
 const std::string bf16 = vaes + "avx512bf16 ";
@@ -125,14 +129,15 @@ struct Expect {
             process.environment[variable] = row.value;
             testing::internal::CaptureStdout();
             const std::int32_t word = process.reproducibility.get(-1);
-            EXPECT_EQ(variable == "QVX_CBWR" ? word : process.chip.detectedLevel(), row.code)
+            EXPECT_EQ(variable == "QVX_CBWR" ? word : number(process.chip.detectedLevel()),
+                      row.code)
                 << features << row.value;
             EXPECT_EQ(process.reproducibility.get(1), word & 0xFFFF);
             EXPECT_EQ(process.reproducibility.get(0), -2);
             EXPECT_EQ(process.choice.branchNumber(), row.branch) << features << row.value;
             const std::map<std::int32_t, std::int32_t> levels = {{2, 2}, {3, 2}, {5, 4}, {7, 5},
                                                                  {8, 6}, {9, 7}, {11, 9}};
-            EXPECT_EQ(process.choice.level(), levels.at(row.branch));
+            EXPECT_EQ(number(process.choice.level()), levels.at(row.branch));
             EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
         }
     }
@@ -204,7 +209,7 @@ TEST(Branch, OverrideForms) {
             Process process;
             process.environment[overrideName] = value;
             EXPECT_EQ(process.choice.branchNumber(), branch) << value;
-            EXPECT_EQ(process.choice.level(), 9) << "the class is the detected one";
+            EXPECT_EQ(number(process.choice.level()), 9) << "the class is the detected one";
         }
     }
 }
@@ -247,14 +252,14 @@ TEST(Branch, SettingsTogether) {
         Process process;
         process.processor(intel, fp16 + "avxvnni");
         process.environment = row.environment;
-        EXPECT_EQ(process.chip.detectedLevel(), row.detected);
+        EXPECT_EQ(number(process.chip.detectedLevel()), row.detected);
         EXPECT_EQ(process.choice.branchNumber(), row.branch);
         EXPECT_EQ(process.reproducibility.get(1), row.mode);
-        EXPECT_EQ(process.choice.level(), row.level);
+        EXPECT_EQ(number(process.choice.level()), row.level);
         // Only what was detected has refinements.
         const bool detects = row.mode == 1 || row.mode == 2;
         if (row.level > 2) {
-            EXPECT_EQ(process.choice.refinedLevel(), detects ? row.detected : row.level);
+            EXPECT_EQ(number(process.choice.refinedLevel()), detects ? row.detected : row.level);
         }
     }
 }
@@ -318,7 +323,8 @@ TEST(Reproducibility, ModesOutsideTheNames) {
         process.processor(intel, row.features);
         process.environment["QVX_ENABLE_INSTRUCTIONS"] = row.limit;
         testing::internal::CaptureStdout();
-        EXPECT_EQ(process.choice.levelForMode(row.mode), row.level) << row.mode << row.limit;
+        EXPECT_EQ(number(process.choice.levelForMode(row.mode)), row.level)
+            << row.mode << row.limit;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), row.text);
     }
     for (const std::int32_t word : {4, 11, 12, 13, 14, 15, 0x1000C, 0x20004}) {

@@ -220,7 +220,7 @@ TYPED_TEST(RealLaws, PassesShowInTheGeneratorAlone) {
     using Real = TypeParam;
     const std::int32_t n = 50001;
     const bool isWide = vslGetBranchNumber() == 11;
-    const std::int32_t refined = refinedLevel();
+    const auto refined = static_cast<std::int32_t>(refinedLevel());
     const std::int32_t standard = 32768 / sizeof(Real);
     const std::int32_t longer = refined >= 12 && refined <= 14 ? standard / 2 * 3 : standard;
     for (const Law<Real>& law : allLaws<Real>()) {
