@@ -6,13 +6,6 @@
 #include "frame/scrambled_name.h"
 
 namespace korvan {
-namespace {
-
-constexpr std::int32_t modeRefused = 1222;
-constexpr std::int32_t minimumNotMet = 1223;
-constexpr std::int32_t minimumIsSse3 = 1450;
-
-}  // namespace
 
 std::int32_t BranchChoice::branchNumber() {
     overrideRead_.run([this] { override_ = overriddenBranch(); });
@@ -69,7 +62,7 @@ Level BranchChoice::refinedLevelForMode(std::int32_t mode) {
     const Level limit{processor_.instructionLimit()};
     const Level level = foldedLevel(requestedLevel(mode));
     if (level == Level::notALevel) {
-        printMessage(0, modeRefused, 0);
+        printMessage(0, Message::modeRefused, 0);
         return detectLevel();
     }
     // The limit's code and the class are numbers of different scales; that they are compared, and
@@ -82,8 +75,8 @@ Level BranchChoice::refinedLevelForMode(std::int32_t mode) {
 Level BranchChoice::detectLevel() {
     const Level level = processor_.detectedLevel();
     if (level != Level::belowMinimum) return level;
-    printMessage(0, minimumNotMet, 0);
-    printMessage(0, minimumIsSse3, 0);
+    printMessage(0, Message::minimumNotMet, 0);
+    printMessage(0, Message::minimumIsSse3, 0);
     return Level::belowMinimum;
 }
 

@@ -26,7 +26,7 @@ struct LevelRow {
 
 inline constexpr LevelRow levelTable[] = {
 #define KORVAN_LEVEL(number, name, folded, branch, mode, within, features, told) \
-    {Level::name, Level::folded, branch,  mode, Level::within, features, FeatureSource::told},
+    {Level::name, Level::folded, branch, mode, Level::within, features, FeatureSource::told},
 #include "frame/levels.def"
 #undef KORVAN_LEVEL
 };

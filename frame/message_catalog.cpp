@@ -15,37 +15,14 @@ constexpr std::uint32_t messageSeverity = 0x80000000;
 constexpr std::uint32_t americanEnglish = 1033;
 
 struct CatalogRow {
-    std::uint32_t id;
+    Message message;
     const char* text;
 };
 
 constexpr CatalogRow rows[MessageCatalog::rowCount] = {
-    {6, "QVX ERROR: Parameter %d was incorrect on entry to %s."},
-    {7, "QVX INTERNAL ERROR: Condition %d detected in function %s."},
-    {8, "QVX INTERNAL ERROR: Insufficient workspace available in function %s."},
-    {9, "QVX ERROR: Incompatible optional parameters on entry to %s."},
-    {748, "Error (VML_STATUS_BADSIZE) in %s: array size %d is not positive."},
-    {749, "Error (VML_STATUS_BADMEM) in %s: NULL pointer is passed."},
-    {750, "Error (VML_STATUS_ERRDOM) in %s: argument is out of domain."},
-    {751, "Error (VML_STATUS_SING) in %s: argument caused singularity."},
-    {752, "Error (VML_STATUS_OVERFLOW) in %s: argument caused overflow."},
-    {753, "Error (VML_STATUS_UNDERFLOW) in %s: argument caused underflow."},
-    {754, "Unknown error in %s."},
-    {755, "a(%d)=%g"},
-    {756, "b(%d)=%g"},
-    {757, "r(%d)=%g"},
-    {758, "y(%d)=%g"},
-    {759, "z(%d)=%g"},
-    {773, "QVX FATAL ERROR: memory allocation error."},
-    {1102, "QVX INTERNAL ERROR: Not enough work memory in function %s"},
-    {1222,
-     "QVX WARNING: incorrect conditional numerical reproducibility mode, QVX_CBWR_AUTO is set"},
-    {1223,
-     "QVX FATAL ERROR: This system does not meet the minimum requirements for use of the QVX."},
-    {1225, "QVX INTERNAL ERROR: Issue accessing coprocessor %s."},
-    {1450,
-     "The processor must support the ZORVEX(R) Streaming SIMD 3 Extensions (ZORVEX(R) SSE3) "
-     "instructions."},
+#define KORVAN_MESSAGE(number, name, text) {Message::name, text},
+#include "frame/messages.def"
+#undef KORVAN_MESSAGE
 };
 
 constinit MessageCatalog processCatalog{systemPlatform()};
@@ -104,9 +81,9 @@ void messagePath(char (&path)[32], std::uint32_t locale) {
 }
 
 // rowCount for a number that the catalog doesn't hold.
-std::size_t rowOf(std::uint32_t id) {
+std::size_t rowOf(Message message) {
     std::size_t row = 0;
-    while (row < MessageCatalog::rowCount && rows[row].id != id) ++row;
+    while (row < MessageCatalog::rowCount && rows[row].message != message) ++row;
     return row;
 }
 
@@ -125,7 +102,7 @@ void MessageCatalog::readTexts() {
 
 // Keeps the text of a row without its line end; the first text of a number counts.
 void MessageCatalog::takeText(std::uint32_t number, const char* text) {
-    const std::size_t row = rowOf(number & ~messageSeverity);
+    const std::size_t row = rowOf(Message{static_cast<std::int32_t>(number & ~messageSeverity)});
     if (row == rowCount || texts_[row].isRead) return;
     Text& kept = texts_[row];
     kept.isRead = true;
@@ -136,31 +113,31 @@ void MessageCatalog::takeText(std::uint32_t number, const char* text) {
     kept.fits = sameConversions(kept.format, rows[row].text);
 }
 
-void MessageCatalog::print(std::FILE* file, std::int32_t id, std::int32_t argCount,
+void MessageCatalog::print(std::FILE* file, Message message, std::int32_t argCount,
                            std::va_list args) {
-    if (id == 0) {
+    if (message == Message::newLine) {
         std::fprintf(file, "\n");
         std::fflush(file);
         return;
     }
-    const std::size_t row = rowOf(static_cast<std::uint32_t>(id));
+    const std::size_t row = rowOf(message);
     if (row == rowCount) return;
     read_.run([this] { readTexts(); });
     const Text& text = texts_[row];
     printFormatted(file, text.fits ? text.format : rows[row].text, argCount, args);
 }
 
-void printMessage(std::int32_t /*reserved*/, std::int32_t id, std::int32_t argCount, ...) {
+void printMessage(std::int32_t /*reserved*/, Message message, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
-    processCatalog.print(stdout, id, argCount, args);
+    processCatalog.print(stdout, message, argCount, args);
     va_end(args);
 }
 
-void printErrorMessage(std::int32_t id, std::int32_t argCount, ...) {
+void printErrorMessage(Message message, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
-    processCatalog.print(stderr, id, argCount, args);
+    processCatalog.print(stderr, message, argCount, args);
     va_end(args);
 }
 

@@ -19,17 +19,18 @@ constinit std::atomic<std::int32_t> reportHookLock{0};
 constinit std::atomic<ExitHook> exitHook{nullptr};
 
 void printReport(std::int32_t position, const char* name) {
+    using enum Message;
     switch (position) {
-        case 1000: return printMessage(0, 8, 1, name);
-        case 1001: return printMessage(0, 9, 1, name);
-        case 1225: return printMessage(0, 1225, 1, name);
-        case 1102: return printMessage(0, 1102, 1, name);
+        case 1000: return printMessage(0, workspaceInsufficient, 1, name);
+        case 1001: return printMessage(0, optionsIncompatible, 1, name);
+        case 1225: return printMessage(0, coprocessorAccess, 1, name);
+        case 1102: return printMessage(0, workMemoryShort, 1, name);
         default: break;
     }
-    if (position > 0) return printMessage(0, 6, 2, position, name);
+    if (position > 0) return printMessage(0, parameterIncorrect, 2, position, name);
     // Negated without a sign, so that the smallest number has a result too.
     const auto condition = static_cast<std::int32_t>(0U - static_cast<std::uint32_t>(position));
-    printMessage(0, 7, 2, condition, name);
+    printMessage(0, internalCondition, 2, condition, name);
 }
 
 }  // namespace
@@ -44,7 +45,7 @@ void defaultReportHook(const char* name, const std::int32_t* position, std::int3
     if (name == nullptr || position == nullptr || nameLength < 0) return;
     char shownName[shownNameLength + 2] = {};
     std::strncpy(shownName, name, static_cast<std::size_t>(std::min(nameLength, shownNameLength)));
-    printMessage(0, 0, 0);
+    printMessage(0, Message::newLine, 0);
     printReport(*position, shownName);
 }
 

@@ -14,28 +14,26 @@ namespace {
 constexpr std::uint16_t invalidBit = 1, zeroDivideBit = 4, overflowBit = 8, underflowBit = 16,
                         allX87Masks = 0x3F;
 
-constexpr std::int32_t unknownErrorMessage = 754, firstArgumentMessage = 755;
-
 struct CodeRow {
     std::int32_t code;
-    std::int32_t message;
+    Message message;
     int errnoValue;
     std::uint16_t exception;
 };
 constexpr CodeRow codeRows[] = {
-    {VML_STATUS_BADMEM, 749, EACCES, 0},
-    {VML_STATUS_BADSIZE, 748, EINVAL, 0},
-    {VML_STATUS_ERRDOM, 750, EDOM, invalidBit},
-    {VML_STATUS_SING, 751, ERANGE, zeroDivideBit},
-    {VML_STATUS_OVERFLOW, 752, ERANGE, overflowBit},
-    {VML_STATUS_UNDERFLOW, 753, ERANGE, underflowBit},
+    {VML_STATUS_BADMEM, Message::nullPointer, EACCES, 0},
+    {VML_STATUS_BADSIZE, Message::arraySizeNotPositive, EINVAL, 0},
+    {VML_STATUS_ERRDOM, Message::outOfDomain, EDOM, invalidBit},
+    {VML_STATUS_SING, Message::singularity, ERANGE, zeroDivideBit},
+    {VML_STATUS_OVERFLOW, Message::overflow, ERANGE, overflowBit},
+    {VML_STATUS_UNDERFLOW, Message::underflow, ERANGE, underflowBit},
 };
 
 CodeRow rowOf(std::int32_t code) {
     for (const CodeRow& row : codeRows) {
         if (row.code == code) return row;
     }
-    return {code, unknownErrorMessage, EFAULT, 0};
+    return {code, Message::unknownError, EFAULT, 0};
 }
 
 bool hasArguments(std::int32_t code) {
@@ -46,23 +44,24 @@ bool differ(double x, double y) {
     return std::memcmp(&x, &y, sizeof x) != 0;  // NaNs are to be equal
 }
 
-void printLine(std::int32_t message, std::int32_t index, double value) {
+void printLine(Message message, std::int32_t index, double value) {
     printErrorMessage(message, 2, index, value);
-    printErrorMessage(0, 0);
+    printErrorMessage(Message::newLine, 0);
 }
 
 void printReport(const VmlErrorContext& context) {
-    enum { inputA = firstArgumentMessage, inputB, onlyResult, firstResult, secondResult };
-    const std::int32_t message = rowOf(context.code).message;
+    using enum Message;
+    const Message message = rowOf(context.code).message;
     if (context.code == VML_STATUS_BADSIZE) {
         printErrorMessage(message, 2, context.name, context.index);
     } else {
         printErrorMessage(message, 1, context.name);
     }
-    printErrorMessage(0, 0);
+    printErrorMessage(Message::newLine, 0);
     if (!hasArguments(context.code)) return;
-    printLine(inputA, context.index, context.input1);
-    if (differ(context.input1, context.input2)) printLine(inputB, context.index, context.input2);
+    printLine(firstArgument, context.index, context.input1);
+    if (differ(context.input1, context.input2))
+        printLine(secondArgument, context.index, context.input2);
     if (!differ(context.result1, context.result2)) {
         printLine(onlyResult, context.index, context.result1);
         return;

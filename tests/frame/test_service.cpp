@@ -78,7 +78,7 @@ TEST(ReporterDeathTest, FirstHookStaysAndGetsEverything) {
             installReportHook(defaultReportHook);
             reportArgument("aNameOfMoreThanFiftyCharactersIsMeasuredNoFurtherThanThat", -4);
             reportError("x", &position, -9);
-            printMessage(0, 0, 0);
+            printMessage(0, Message::newLine, 0);
             fatalExit(7);
         },
         testing::ExitedWithCode(7),
@@ -99,11 +99,11 @@ TEST(ReporterDeathTest, FirstReportInstallsTheDefault) {
 }
 
 TEST(Messages, PrintedByNumberAndByFormat) {
-    EXPECT_EQ(printed([] { printMessage(0, 0, 0); }), "\n");
-    EXPECT_EQ(printed([] { printMessage(0, 773, 0); }),
+    EXPECT_EQ(printed([] { printMessage(0, Message::newLine, 0); }), "\n");
+    EXPECT_EQ(printed([] { printMessage(0, Message::memoryAllocation, 0); }),
               "QVX FATAL ERROR: memory allocation error.");
-    EXPECT_EQ(printed([] { printMessage(0, 5, 0); }), "") << "no such row";
-    EXPECT_EQ(printed([] { printMessage(0, 1225, 0); }),
+    EXPECT_EQ(printed([] { printMessage(0, Message{5}, 0); }), "") << "no such row";
+    EXPECT_EQ(printed([] { printMessage(0, Message::coprocessorAccess, 0); }),
               "QVX INTERNAL ERROR: Issue accessing coprocessor %s.")
         << "an argument is missing";
     EXPECT_EQ(printed([] { printFormat(0, "%d", 0, 3); }), "");
@@ -204,7 +204,7 @@ TEST(Fork, CachesThatOthersUseAreFreeInTheChild) {
 std::string message(MessageCatalog& catalog, std::int32_t id, std::int32_t argCount, ...) {
     std::va_list args;
     va_start(args, argCount);
-    const std::string text = printed([&] { catalog.print(stdout, id, argCount, args); });
+    const std::string text = printed([&] { catalog.print(stdout, Message{id}, argCount, args); });
     va_end(args);
     return text;
 }
