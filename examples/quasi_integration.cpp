@@ -29,7 +29,7 @@ double integrand(const double* x, std::size_t dimension) {
 }
 
 // The error of the mean over `points` points, a multiple of blockPoints.  Vectors come out one
-// behind the other, so a block of n points is one fill of n * dimension numbers.
+// after the other, so a block of n points is one fill of n * dimension numbers.
 double errorOf(GeneratorId generator, const std::vector<std::uint32_t>& parameters,
                std::size_t dimension, std::size_t points) {
     StreamHandle stream = nullptr;

@@ -55,7 +55,7 @@ void record(const char* path) {
 }
 
 // A recording and the buffer that it is read into.  The callback gets the buffer's address only:
-// the buffer comes first, so that the rest is found behind it.
+// the buffer comes first, so that the rest is found after it.
 struct Recording {
     double buffer[256];
     std::FILE* file;
@@ -92,7 +92,7 @@ struct Variates {
 
 static_assert(std::is_standard_layout_v<Recording>);
 
-// The use of a stream, whatever numbers are behind it.
+// The use of a stream, whichever numbers it gives.
 Variates draw(const Stream& stream) {
     Variates v{std::vector<std::int32_t>(dice), std::vector<double>(reals)};
     succeed(viRngUniform(METHOD_UNIFORM_STANDARD, stream.get(), dice, v.dice.data(), 1, 7),
@@ -117,7 +117,7 @@ void run(const char* path) {
     double x;
     if (vdRngUniform(METHOD_UNIFORM_STANDARD, stream.get(), 1, &x, 0, 1) !=
         RNG_ABSTRACT_NO_NUMBERS) {
-        throw std::runtime_error("numbers behind the recording's end");
+        throw std::runtime_error("numbers after the recording's end");
     }
     std::printf("%d variates, equal to those drawn directly\n", recorded);
 }

@@ -64,7 +64,7 @@ class BlockCache {
         void* raw;
         void* aligned;          // while handed out: the address
         std::size_t requested;  // the caller's size
-        std::size_t capacity;   // usable bytes behind the header
+        std::size_t capacity;   // usable bytes after the header
         bool isFast;
         bool inUse;
     };

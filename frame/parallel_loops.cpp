@@ -6,7 +6,6 @@
 namespace korvan {
 namespace {
 
-constexpr std::int32_t vectorMathDomain = 3;
 constexpr std::int32_t staticSchedule = 0x22, orderedStaticSchedule = 0x42;
 
 // The texts are part of the interface to the runtime and to the tools that read it.
@@ -152,7 +151,7 @@ void qvx_vsl_serv_threader_ordered(std::int32_t a, std::int32_t b, std::int32_t 
 }
 
 std::int32_t qvx_vsl_serv_threader_get_num_threads() {
-    return getMaxThreads(vectorMathDomain);
+    return getMaxThreads(domainVml);
 }
 
 }  // namespace korvan

@@ -11,6 +11,38 @@
  * Functions return RNG_OK (0) or a negative status.  A refused argument is also reported on
  * standard output with the function's name and the argument's position, counted from 1; what isn't
  * reported says so where it stands.  A refused call changes neither the stream nor the array.
+ *
+ *     #include <korvan/random.h>
+ *     #include <stdio.h>
+ *     int main(void) {
+ *         double r[1000], sum = 0;
+ *         StreamHandle stream = NULL;
+ *         if (vslNewStream(&stream, GEN_PHILOX4X32X10, 42) != RNG_OK) return 1;
+ *         int32_t status = vdRngGaussian(METHOD_GAUSSIAN_INVERSE, stream, 1000, r, 0.0, 1.0);
+ *         for (int i = 0; i < 1000; ++i) sum += r[i];
+ *         if (status == RNG_OK) printf("mean %g\n", sum / 1000);
+ *         return vslDeleteStream(&stream) != RNG_OK;
+ *     }                            (cc program.c -lkorvan_random)
+ *
+ * Contents: status codes, generators, methods; streams; images of streams; the generator table and
+ * generators of the caller's own; abstract streams; the copy in use; the generator functions.
+ *
+ *   generator                    word bits     seed words  leapfrog   skip       Bits32, Bits64
+ *   GEN_MCG31                    31            1           yes        yes        no
+ *   GEN_R250                     32            1 or 250    no         no         no
+ *   GEN_MRG32K3A                 32            6           no         yes, long  no
+ *   GEN_MCG59                    59 in 64      2           yes        yes        yes
+ *   GEN_WH + 0 .. 272            4 x 24        4           yes        yes        no
+ *   GEN_SOBOL, GEN_NIEDERREITER  32            dimension   component  yes        no
+ *   GEN_MT19937                  32            any         no         yes        yes
+ *   GEN_MT2203 + 0 .. 6023       32            any         no         no         yes
+ *   GEN_SFMT19937                32            any         no         yes        yes
+ *   GEN_NONDETERMINISTIC         32            none        no         no         yes
+ *   GEN_ARS5                     32            8           no         yes, long  yes
+ *   GEN_PHILOX4X32X10            32            6           no         yes, long  yes
+ *   GEN_ABSTRACT_...             the caller's              no         no         no
+ *
+ * "long" skips of 2^64 words and more go through the row's initStream (OP_SKIPAHEAD_WORDS).
  */
 #ifndef KORVAN_RANDOM_H
 #define KORVAN_RANDOM_H
@@ -128,7 +160,7 @@ enum { STREAM_HEADER_BYTES = 16 };
 
 /* A row of the generator table: what vslRegisterBrng takes and vslGetBrngProperties gives.
  *
- * The four routines get a live stream, whose state area begins STREAM_HEADER_BYTES behind the
+ * The four routines get a live stream, whose state area begins STREAM_HEADER_BYTES after the
  * handle's address and holds stateSize - STREAM_HEADER_BYTES bytes that belong to the generator.
  * The area isn't cleared before OP_SEED.  A routine returns 0 or a negative status, which the
  * library hands on; each fill advances the state by exactly n numbers, so that a sequence doesn't
@@ -207,7 +239,7 @@ KORVAN_RANDOM_API int32_t vslCopyStream(StreamHandle* stream, StreamHandle sourc
  * What is copied is seedWords * wordBytes bytes, as the generator table tells, and never more
  * than either record holds; between two Sobol or two Niederreiter streams the whole state.  Else it
  * can be less than that: the multiplier of a leapfrogged stream, or words that wait in a buffer,
- * may stay behind.  For an exact twin use vslCopyStream.  What distributions and quasi-random
+ * aren't copied.  For an exact twin use vslCopyStream.  What distributions and quasi-random
  * generators keep on the streams is copied whole, and replaces what destination had.  Abstract
  * streams keep their position, buffer and callback: none of that is copied.
  *
@@ -262,7 +294,7 @@ KORVAN_RANDOM_API int32_t vslGetStreamSize(StreamHandle stream);
  * Position 1: no live stream, RNG_NULL_POINTER or RNG_BAD_STREAM.  Position 2: fname is null,
  * RNG_BAD_ARGUMENT.  Unreported: RNG_FILE_OPEN_FAILED, RNG_FILE_WRITE_FAILED, and
  * RNG_FILE_CLOSE_FAILED, which is how a full disk mostly shows.  After the last two an incomplete
- * file stays behind: write a new checkpoint beside the last one, then rename it. */
+ * file is left: write a new checkpoint beside the last one, then rename it. */
 KORVAN_RANDOM_API int32_t vslSaveStreamF(StreamHandle stream, const char* fname);
 
 /* Makes a stream from the image in the file fname and stores it at *stream, or null.
@@ -311,7 +343,7 @@ KORVAN_RANDOM_API int32_t vslGetBrngProperties(GeneratorId brng, GeneratorProper
  * begins with a call of the callback.
  *
  * The callback writes new numbers to buffer[*index], buffer[*index + 1], ..., going on at
- * buffer[0] behind buffer[*size - 1], and returns how many: from 1 to *nmax, and better not below
+ * buffer[0] after buffer[*size - 1], and returns how many: from 1 to *nmax, and better not below
  * *nmin, since it is called again for what is missing.  Numbers above *nmin wait for later fills.
  * It may keep what it needs beside the buffer, whose address tells streams apart.  What it writes
  * to size, nmin, nmax and index has no effect.  While it runs its stream is busy: it can be asked
@@ -367,7 +399,7 @@ KORVAN_RANDOM_API int32_t vslNewAbstractStreamSingle(StreamHandle* stream, int32
 /* The number, 0 to 11, of the processor branch that this process runs: see docs/copies.md. */
 KORVAN_RANDOM_API int32_t vslGetBranchNumber(void);
 
-/* The name of the compiled copy behind it: base, compat, sse3, ... avx2, avx512. */
+/* The name of the compiled copy that serves it: base, compat, sse3, ... avx2, avx512. */
 KORVAN_RANDOM_API const char* vslGetCopyName(void);
 
 /* ---- Generators --------------------------------------------------------------------------
